@@ -1,0 +1,279 @@
+#include "boatlog/hdf5/Hdf5File.h"
+
+#include <cstring>
+#include <limits>
+#include <mutex>
+#include <new>
+
+namespace {
+
+// HDF5 prints its error stack to stderr by default; our callers report failures themselves.
+void silenceErrorStack() {
+    static std::once_flag once;
+    std::call_once(once, [] { H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr); });
+}
+
+bool isNumeric(H5T_class_t typeClass) { return typeClass == H5T_INTEGER || typeClass == H5T_FLOAT; }
+
+std::optional<std::vector<hsize_t>> shapeOf(hid_t dataset) {
+    Hdf5DataspaceHandle space(H5Dget_space(dataset));
+    if (!space)
+        return std::nullopt;
+    int rank = H5Sget_simple_extent_ndims(space.get());
+    if (rank < 0)
+        return std::nullopt;
+    std::vector<hsize_t> dims(static_cast<std::size_t>(rank));
+    if (rank > 0 && H5Sget_simple_extent_dims(space.get(), dims.data(), nullptr) < 0)
+        return std::nullopt;
+    return dims;
+}
+
+std::optional<std::size_t> elementCount(const std::vector<hsize_t>& dims) {
+    std::size_t count = 1;
+    for (hsize_t d : dims) {
+        if (d != 0 && count > std::numeric_limits<std::size_t>::max() / d)
+            return std::nullopt;
+        count *= static_cast<std::size_t>(d);
+    }
+    return count;
+}
+
+} // namespace
+
+std::optional<Hdf5File> Hdf5File::openReadOnly(const std::string& path) {
+    silenceErrorStack();
+    Hdf5FileHandle file(H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT));
+    if (!file)
+        return std::nullopt;
+    return Hdf5File(std::move(file));
+}
+
+std::optional<Hdf5File> Hdf5File::create(const std::string& path) {
+    silenceErrorStack();
+    Hdf5FileHandle file(H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT));
+    if (!file)
+        return std::nullopt;
+    return Hdf5File(std::move(file));
+}
+
+std::optional<std::vector<std::string>> Hdf5File::rootNames() const {
+    Hdf5GroupHandle root(H5Gopen2(file_.get(), "/", H5P_DEFAULT));
+    if (!root)
+        return std::nullopt;
+    H5G_info_t info;
+    if (H5Gget_info(root.get(), &info) < 0)
+        return std::nullopt;
+    std::vector<std::string> names;
+    for (hsize_t i = 0; i < info.nlinks; ++i) {
+        ssize_t length = H5Lget_name_by_idx(root.get(), ".", H5_INDEX_NAME, H5_ITER_INC, i, nullptr, 0, H5P_DEFAULT);
+        if (length < 0)
+            return std::nullopt;
+        std::string name(static_cast<std::size_t>(length), '\0');
+        H5Lget_name_by_idx(root.get(), ".", H5_INDEX_NAME, H5_ITER_INC, i, name.data(), name.size() + 1,
+                           H5P_DEFAULT);
+        names.push_back(std::move(name));
+    }
+    return names;
+}
+
+bool Hdf5File::exists(const std::string& path) const {
+    // Each component must exist before the next one may be asked about.
+    std::size_t position = 0;
+    while ((position = path.find('/', position + 1)) != std::string::npos) {
+        if (H5Lexists(file_.get(), path.substr(0, position).c_str(), H5P_DEFAULT) <= 0)
+            return false;
+    }
+    return H5Lexists(file_.get(), path.c_str(), H5P_DEFAULT) > 0;
+}
+
+Hdf5DatasetHandle Hdf5File::openDataset(const std::string& path) const {
+    if (!exists(path))
+        return Hdf5DatasetHandle();
+    return Hdf5DatasetHandle(H5Dopen2(file_.get(), path.c_str(), H5P_DEFAULT));
+}
+
+std::optional<std::vector<std::string>> Hdf5File::readStrings(const std::string& path) const {
+    Hdf5DatasetHandle dataset = openDataset(path);
+    if (!dataset)
+        return std::nullopt;
+    Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
+    if (!fileType || H5Tget_class(fileType.get()) != H5T_STRING)
+        return std::nullopt;
+    auto dims = shapeOf(dataset.get());
+    if (!dims || dims->size() != 1)
+        return std::nullopt;
+    std::size_t count = (*dims)[0];
+    std::vector<std::string> strings;
+    strings.reserve(count);
+    try {
+        if (H5Tis_variable_str(fileType.get()) > 0) {
+            Hdf5DatatypeHandle memoryType(H5Tcopy(H5T_C_S1));
+            H5Tset_size(memoryType.get(), H5T_VARIABLE);
+            H5Tset_cset(memoryType.get(), H5Tget_cset(fileType.get()));
+            std::vector<char*> pointers(count, nullptr);
+            if (H5Dread(dataset.get(), memoryType.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, pointers.data()) < 0)
+                return std::nullopt;
+            for (char* p : pointers)
+                strings.emplace_back(p ? p : "");
+            Hdf5DataspaceHandle space(H5Dget_space(dataset.get()));
+            H5Dvlen_reclaim(memoryType.get(), space.get(), H5P_DEFAULT, pointers.data());
+        } else {
+            std::size_t width = H5Tget_size(fileType.get());
+            if (width == 0)
+                return std::nullopt;
+            Hdf5DatatypeHandle memoryType(H5Tcopy(H5T_C_S1));
+            H5Tset_size(memoryType.get(), width);
+            H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);
+            H5Tset_cset(memoryType.get(), H5Tget_cset(fileType.get()));
+            std::vector<char> buffer(count * width);
+            if (count > 0 &&
+                H5Dread(dataset.get(), memoryType.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, buffer.data()) < 0)
+                return std::nullopt;
+            bool spacePadded = H5Tget_strpad(fileType.get()) == H5T_STR_SPACEPAD;
+            for (std::size_t i = 0; i < count; ++i) {
+                const char* start = buffer.data() + i * width;
+                std::size_t length = strnlen(start, width);
+                while (spacePadded && length > 0 && start[length - 1] == ' ')
+                    --length;
+                strings.emplace_back(start, length);
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+    return strings;
+}
+
+std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& path, int minRank, int maxRank) const {
+    Hdf5DatasetHandle dataset = openDataset(path);
+    if (!dataset)
+        return std::nullopt;
+    Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
+    if (!fileType || !isNumeric(H5Tget_class(fileType.get())))
+        return std::nullopt;
+    auto dims = shapeOf(dataset.get());
+    if (!dims || static_cast<int>(dims->size()) < minRank || static_cast<int>(dims->size()) > maxRank)
+        return std::nullopt;
+    auto count = elementCount(*dims);
+    if (!count)
+        return std::nullopt;
+    DoubleData data;
+    data.shape.assign(dims->begin(), dims->end());
+    try {
+        data.values.resize(*count);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt; // a damaged header can claim any size
+    }
+    // HDF5 converts any integer or float type of the file to native doubles while it reads.
+    if (*count > 0 &&
+        H5Dread(dataset.get(), H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, data.values.data()) < 0)
+        return std::nullopt;
+    return data;
+}
+
+std::optional<std::vector<std::int64_t>> Hdf5File::readIntegers(const std::string& path) const {
+    Hdf5DatasetHandle dataset = openDataset(path);
+    if (!dataset)
+        return std::nullopt;
+    Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
+    if (!fileType || H5Tget_class(fileType.get()) != H5T_INTEGER)
+        return std::nullopt;
+    auto dims = shapeOf(dataset.get());
+    if (!dims)
+        return std::nullopt;
+    auto count = elementCount(*dims);
+    if (!count)
+        return std::nullopt;
+    std::vector<std::int64_t> values;
+    try {
+        values.resize(*count);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+    if (*count > 0 &&
+        H5Dread(dataset.get(), H5T_NATIVE_INT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, values.data()) < 0)
+        return std::nullopt;
+    return values;
+}
+
+bool Hdf5File::createGroup(const std::string& path) {
+    Hdf5GroupHandle group(H5Gcreate2(file_.get(), path.c_str(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    return group.valid();
+}
+
+bool Hdf5File::writeDataset(const std::string& path, hid_t fileType, hid_t memoryType, const void* data,
+                            const std::vector<std::uint64_t>& shape) {
+    std::vector<hsize_t> dims(shape.begin(), shape.end());
+    Hdf5DataspaceHandle space(H5Screate_simple(static_cast<int>(dims.size()), dims.data(), nullptr));
+    if (!space)
+        return false;
+    Hdf5DatasetHandle dataset(
+        H5Dcreate2(file_.get(), path.c_str(), fileType, space.get(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    if (!dataset)
+        return false;
+    auto count = elementCount(dims);
+    if (count && *count == 0)
+        return true;
+    return H5Dwrite(dataset.get(), memoryType, H5S_ALL, H5S_ALL, H5P_DEFAULT, data) >= 0;
+}
+
+bool Hdf5File::writeStrings(const std::string& path, const std::vector<std::string>& strings,
+                            StringStorage storage) {
+    std::vector<std::uint64_t> shape{strings.size()};
+    if (storage == StringStorage::variableLength) {
+        Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
+        H5Tset_size(type.get(), H5T_VARIABLE);
+        H5Tset_cset(type.get(), H5T_CSET_UTF8);
+        std::vector<const char*> pointers;
+        for (const auto& s : strings)
+            pointers.push_back(s.c_str());
+        return writeDataset(path, type.get(), type.get(), pointers.data(), shape);
+    }
+    std::size_t width = 1;
+    for (const auto& s : strings)
+        width = std::max(width, s.size());
+    std::vector<char> buffer(strings.size() * width, '\0');
+    for (std::size_t i = 0; i < strings.size(); ++i)
+        std::memcpy(buffer.data() + i * width, strings[i].data(), strings[i].size());
+    Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
+    H5Tset_size(type.get(), width);
+    H5Tset_strpad(type.get(), H5T_STR_NULLPAD);
+    return writeDataset(path, type.get(), type.get(), buffer.data(), shape);
+}
+
+bool Hdf5File::writeDoubles(const std::string& path, const double* data, const std::vector<std::uint64_t>& shape) {
+    return writeDataset(path, H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, data, shape);
+}
+
+bool Hdf5File::writeIntegers(const std::string& path, const std::vector<std::int64_t>& data, IntegerType type) {
+    std::vector<std::uint64_t> shape{data.size()};
+    if (type == IntegerType::uint8) {
+        std::vector<std::uint8_t> bytes(data.begin(), data.end());
+        return writeDataset(path, H5T_STD_U8LE, H5T_NATIVE_UINT8, bytes.data(), shape);
+    }
+    return writeDataset(path, H5T_STD_I64LE, H5T_NATIVE_INT64, data.data(), shape);
+}
+
+bool Hdf5File::writeStringAttribute(const std::string& objectPath, const std::string& name, const std::string& value) {
+    Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
+    H5Tset_size(type.get(), std::max<std::size_t>(1, value.size()));
+    Hdf5DataspaceHandle space(H5Screate(H5S_SCALAR));
+    Hdf5AttributeHandle attribute(
+        H5Acreate_by_name(file_.get(), objectPath.c_str(), name.c_str(), type.get(), space.get(), H5P_DEFAULT,
+                          H5P_DEFAULT, H5P_DEFAULT));
+    if (!attribute)
+        return false;
+    std::string padded = value.empty() ? std::string(1, '\0') : value;
+    return H5Awrite(attribute.get(), type.get(), padded.data()) >= 0;
+}
+
+bool Hdf5File::writeIntegerAttribute(const std::string& objectPath, const std::string& name, std::int64_t value) {
+    Hdf5DataspaceHandle space(H5Screate(H5S_SCALAR));
+    Hdf5AttributeHandle attribute(H5Acreate_by_name(file_.get(), objectPath.c_str(), name.c_str(), H5T_STD_I64LE,
+                                                    space.get(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    if (!attribute)
+        return false;
+    return H5Awrite(attribute.get(), H5T_NATIVE_INT64, &value) >= 0;
+}
+
+bool Hdf5File::flush() { return H5Fflush(file_.get(), H5F_SCOPE_GLOBAL) >= 0; }

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "boatlog/hdf5/Hdf5Handle.h"
+#include "core/UninitializedAllocator.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+using DoubleArray = std::vector<double, UninitializedAllocator<double>>;
+
+// One HDF5 file: open or create, list the root group, read whole datasets by path and write them.
+// Every call must run on SerialQueue::hdf(). Failures are answers (none, false), never exceptions:
+// a broken file is a user's problem to be told about, not a crash.
+class Hdf5File {
+public:
+    struct DoubleData {
+        DoubleArray values;
+        std::vector<std::uint64_t> shape;
+    };
+    enum class StringStorage { fixedLength, variableLength };
+    enum class IntegerType { uint8, int64 };
+
+    static std::optional<Hdf5File> openReadOnly(const std::string& path);
+    static std::optional<Hdf5File> create(const std::string& path);
+
+    hid_t id() const { return file_.get(); }
+
+    // Names of the objects in the root group, or none when the group cannot be read.
+    std::optional<std::vector<std::string>> rootNames() const;
+    bool exists(const std::string& path) const;
+
+    // A rank-1 dataset of fixed- or variable-length strings.
+    std::optional<std::vector<std::string>> readStrings(const std::string& path) const;
+    // A dataset of any numeric type and a rank in [minRank, maxRank], converted to double.
+    std::optional<DoubleData> readDoubles(const std::string& path, int minRank = 1, int maxRank = 1) const;
+    // A dataset of an integer type of any rank, flattened.
+    std::optional<std::vector<std::int64_t>> readIntegers(const std::string& path) const;
+
+    bool createGroup(const std::string& path);
+    bool writeStrings(const std::string& path, const std::vector<std::string>& strings, StringStorage storage);
+    bool writeDoubles(const std::string& path, const double* data, const std::vector<std::uint64_t>& shape);
+    bool writeIntegers(const std::string& path, const std::vector<std::int64_t>& data, IntegerType type);
+    bool writeStringAttribute(const std::string& objectPath, const std::string& name, const std::string& value);
+    bool writeIntegerAttribute(const std::string& objectPath, const std::string& name, std::int64_t value);
+    bool flush();
+
+private:
+    explicit Hdf5File(Hdf5FileHandle file) : file_(std::move(file)) {}
+    Hdf5DatasetHandle openDataset(const std::string& path) const;
+    bool writeDataset(const std::string& path, hid_t fileType, hid_t memoryType, const void* data,
+                      const std::vector<std::uint64_t>& shape);
+
+    Hdf5FileHandle file_;
+};

@@ -1,0 +1,144 @@
+#pragma once
+
+#include "core/Instant.h"
+#include "core/TimeZone.h"
+#include "document/SailingLeg.h"
+#include "document/TimestampWriteMode.h"
+#include "metrics/Boat.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+class LogFileAsset;
+class MediaAsset;
+class MediaGroup;
+class Race;
+class QFile;
+class QTimer;
+
+// The one model object of an open event: boats and their logs, races, media groups and assets,
+// the event time zone and the playback state. Every change is announced by a signal; views hold
+// the document, never the reverse. A main-thread object.
+class Document : public QObject {
+    Q_OBJECT
+public:
+    using BoatPtr = std::shared_ptr<Boat>;
+    using LogAssetPtr = std::shared_ptr<LogFileAsset>;
+    using RacePtr = std::shared_ptr<Race>;
+    using MediaGroupPtr = std::shared_ptr<MediaGroup>;
+    using AssetPtr = std::shared_ptr<MediaAsset>;
+
+    explicit Document(QObject* parent = nullptr);
+    ~Document() override;
+
+    // Boats. Every change emits documentBoatsUpdated and marks the document edited.
+    const std::vector<BoatPtr>& boats() const { return boats_; }
+    void setBoats(std::vector<BoatPtr> boats);
+    void addBoat(BoatPtr boat);
+    // Also drops the boat's log assets.
+    void removeBoat(const BoatPtr& boat);
+    // Main and Secondary are held by at most one boat each: giving one to a boat turns any
+    // other holder into Other.
+    void setDisplayMode(const BoatPtr& boat, Boat::DisplayMode mode);
+    BoatPtr mainBoat() const;
+    BoatPtr secondaryBoat() const;
+    // The boat views follow: the main boat, else the first one. A document without boats gets
+    // a new red "My Boat" as its main boat, announced once the current event is handled.
+    BoatPtr displayBoat();
+
+    // Log assets, per boat in the order added.
+    const std::vector<LogAssetPtr>& logAssets(const BoatPtr& boat) const;
+    void addLogAsset(const BoatPtr& boat, LogAssetPtr asset);
+    void removeLogAsset(const LogAssetPtr& asset);
+    // All boats' log assets, in boat order.
+    std::vector<LogAssetPtr> allLogAssets() const;
+
+    // Races. Setting them announces documentRacesUpdated once the current event is handled, so
+    // observers see a whole batch of changes at once.
+    const std::vector<RacePtr>& races() const { return races_; }
+    void setRaces(std::vector<RacePtr> races);
+
+    // Media groups and assets. Every change emits documentAssetsUpdated.
+    const std::vector<MediaGroupPtr>& mediaGroups() const { return mediaGroups_; }
+    void setMediaGroups(std::vector<MediaGroupPtr> groups);
+    void addMediaGroup(MediaGroupPtr group);
+    // Also removes the group's assets: an asset outside every group could never be shown.
+    void removeMediaGroup(const MediaGroupPtr& group);
+    MediaGroupPtr mediaGroupNamed(const QString& name) const;
+    const std::vector<AssetPtr>& assets() const { return assets_; }
+    void addAsset(AssetPtr asset, MediaGroupPtr group);
+    void removeAsset(const AssetPtr& asset);
+
+    // Derived from the main boat's log metadata.
+    const std::vector<SailingLeg>& legs() const { return legs_; }
+    const std::vector<Instant>& tackTimes() const { return tackTimes_; }
+    const std::vector<Instant>& gybeTimes() const { return gybeTimes_; }
+    void setLegs(std::vector<SailingLeg> legs) { legs_ = std::move(legs); }
+    void setTackTimes(std::vector<Instant> times) { tackTimes_ = std::move(times); }
+    void setGybeTimes(std::vector<Instant> times) { gybeTimes_ = std::move(times); }
+
+    // Plain setters: the views that change these announce it with postAssetsUpdated(), so that
+    // every view re-derives its time axis.
+    const TimeZone& eventTimezone() const { return eventTimezone_; }
+    void setEventTimezone(const TimeZone& zone) { eventTimezone_ = zone; }
+    std::optional<Instant> eventStartTimeOverride() const { return eventStartTimeOverride_; }
+    void setEventStartTimeOverride(std::optional<Instant> time) { eventStartTimeOverride_ = time; }
+    std::optional<Instant> eventEndTimeOverride() const { return eventEndTimeOverride_; }
+    void setEventEndTimeOverride(std::optional<Instant> time) { eventEndTimeOverride_ = time; }
+    void postAssetsUpdated() { emit documentAssetsUpdated(); }
+
+    // Playback state.
+    bool isPlaying() const { return isPlaying_; }
+    std::optional<Instant> eventPlaybackPosition() const { return eventPlaybackPosition_; }
+    std::optional<Instant> lastPlayTimeSystem() const { return lastPlayTimeSystem_; }
+    std::optional<Instant> lastPlayTimeEvent() const { return lastPlayTimeEvent_; }
+    TimestampWriteMode timestampMode() const { return timestampMode_; }
+    TimestampFormat timestampFormat() const { return timestampFormat_; }
+
+    // Unsaved changes. Playback, seeking and window layout never count as changes.
+    bool isEdited() const { return isEdited_; }
+    bool isDocumentEdited() const { return isEdited_; }
+    void setEdited(bool edited);
+
+signals:
+    void documentBoatsUpdated();
+    void documentRacesUpdated();
+    void documentAssetsUpdated();
+    // A race of this document changed one of its fields.
+    void raceUpdated(Race* race);
+    void playbackStarted(std::optional<Instant> playbackPosition);
+    void playbackPaused(std::optional<Instant> playbackPosition);
+    void playbackPositionUpdated(std::optional<Instant> playbackPosition, bool positionSeeked);
+    void editedChanged(bool edited);
+
+protected:
+    std::vector<BoatPtr> boats_;
+    std::vector<std::pair<BoatPtr, std::vector<LogAssetPtr>>> logAssetsPerBoat_;
+    std::vector<RacePtr> races_;
+    std::vector<MediaGroupPtr> mediaGroups_;
+    std::vector<AssetPtr> assets_;
+    std::vector<SailingLeg> legs_;
+    std::vector<Instant> tackTimes_;
+    std::vector<Instant> gybeTimes_;
+    TimeZone eventTimezone_;
+    std::optional<Instant> eventStartTimeOverride_;
+    std::optional<Instant> eventEndTimeOverride_;
+    bool isPlaying_ = false;
+    std::optional<Instant> eventPlaybackPosition_;
+    std::optional<Instant> lastPlayTimeSystem_;
+    std::optional<Instant> lastPlayTimeEvent_;
+    bool isEdited_ = false;
+    QTimer* timer_ = nullptr;
+    QTimer* timestampWriteTimer_ = nullptr;
+    std::unique_ptr<QFile> timestampWriteFileHandle_;
+    TimestampWriteMode timestampMode_ = TimestampWriteMode::Disabled;
+    TimestampFormat timestampFormat_ = TimestampFormat::DelphiMsecInt;
+
+private:
+    void postQueued(void (Document::*signal)());
+    void watchRaces();
+};

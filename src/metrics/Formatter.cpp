@@ -1,0 +1,5 @@
+#include "metrics/Formatter.h"
+
+#include "core/FatalError.h"
+
+QVariant Formatter::value(const QString&) const { fatalError("Not supported"); }
