@@ -31,12 +31,17 @@ void SerialQueue::sync(const std::function<void()>& task) {
         task();
         return;
     }
+    // An exception thrown by the task reaches the caller, not the worker thread.
     std::promise<void> done;
     async([&] {
-        task();
-        done.set_value();
+        try {
+            task();
+            done.set_value();
+        } catch (...) {
+            done.set_exception(std::current_exception());
+        }
     });
-    done.get_future().wait();
+    done.get_future().get();
 }
 
 void SerialQueue::run() {

@@ -1,0 +1,129 @@
+#include "support/LogFixture.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+using nlohmann::json;
+
+namespace {
+
+const double t0 = 1686052800.0; // 2023-06-06T12:00:00Z
+
+struct Outcome {
+    int exitCode;
+    std::string out;
+    std::string err;
+};
+
+Outcome inspect(const QStringList& arguments) {
+    QProcess process;
+    process.start(WAKELINE_PROGRAM, QStringList{"inspect"} + arguments);
+    process.waitForFinished(60000);
+    return {process.exitCode(), process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
+}
+
+QString writeSample(const QTemporaryDir& dir) {
+    LogFixture log;
+    log.columns = {"Heading", "TWS", "Trim", "RigLoad"};
+    log.times = {t0, t0 + 2, t0 + 4};
+    log.values = {350, 10, 1, 100, 10, 20, 2, NAN, 30, 30, 3, 300};
+    log.meta = R"({"segmentCount": 1})";
+    log.meta0 = R"({"races": [{"time": "2023-06-06T12:05:00.0+0000"}], "events": [], "legs": []})";
+    log.parseContext = R"({"utcOffset": 60})";
+    QString path = dir.filePath("sample.hdf5");
+    log.write(path);
+    return path;
+}
+
+} // namespace
+
+TEST(InspectCommand, PrintsTheLogSummaryAndTheViewAtATime) {
+    QTemporaryDir dir;
+    QString path = writeSample(dir);
+
+    Outcome plain = inspect({path});
+    ASSERT_EQ(plain.exitCode, 0) << plain.err;
+    json summary = json::parse(plain.out);
+    EXPECT_EQ(summary["records"], 3);
+    EXPECT_EQ(summary["columns"], json({"Heading", "TWS", "Trim", "RigLoad"}));
+    EXPECT_EQ(summary["availableMetrics"], json({"Heading", "TWS", "Trim", "RigLoad"}));
+    EXPECT_EQ(summary["start"], t0);
+    EXPECT_EQ(summary["end"], t0 + 4);
+    EXPECT_EQ(summary["segmentCount"], 1);
+    EXPECT_EQ(summary["utcOffsetMinutes"], 60);
+    EXPECT_EQ(summary["raceRecords"], 1);
+    EXPECT_EQ(summary["eventRecords"], 0);
+    EXPECT_TRUE(summary["view"].is_null());
+    // Diagnostics stay off stdout.
+    EXPECT_NE(plain.err.find("Loaded 3 records"), std::string::npos);
+
+    Outcome blended = inspect({path, "--at", "2023-06-06T12:00:01Z", "--interpolated", "--metric", "Heading",
+                           "--metric", "Trim", "--metric", "RigLoad", "--metric", "AWA"});
+    ASSERT_EQ(blended.exitCode, 0) << blended.err;
+    json view = json::parse(blended.out)["view"];
+    EXPECT_EQ(view["index"], 0);
+    EXPECT_EQ(view["leftIndex"], 0);
+    EXPECT_EQ(view["rightIndex"], 1);
+    EXPECT_EQ(view["leftWeight"], 0.5);
+    EXPECT_EQ(view["time"], t0 + 1);
+    EXPECT_NEAR(view["values"]["Heading"]["value"].get<double>(), 0.0, 1e-9);
+    EXPECT_EQ(view["values"]["Heading"]["unit"], "°");
+    EXPECT_EQ(view["values"]["Trim"]["value"], 1.5);
+    EXPECT_EQ(view["values"]["Trim"]["unit"], "");
+    EXPECT_TRUE(view["values"]["RigLoad"].is_null());
+    EXPECT_TRUE(view["values"]["AWA"].is_null());
+
+    // Unix seconds, a zone and an offset: 12:00 wall-clock in Berlin's summer is 10:00 UTC, +30 s.
+    Outcome direct = inspect({path, "--zone", "Europe/Berlin", "--offset", "30", "--at",
+                          QString::number(t0 - 7200 + 30 + 2, 'f', 1)});
+    ASSERT_EQ(direct.exitCode, 0) << direct.err;
+    json moved = json::parse(direct.out);
+    EXPECT_EQ(moved["start"], t0 - 7200 + 30);
+    EXPECT_EQ(moved["view"]["index"], 2);
+    EXPECT_FALSE(moved["view"].contains("leftWeight"));
+    EXPECT_EQ(moved["view"]["values"]["TWS"]["value"], 30.0);
+    EXPECT_EQ(moved["view"]["values"]["TWS"]["unit"], "kn");
+    EXPECT_EQ(moved["view"]["values"]["RigLoad"]["value"], 300.0);
+
+    // At the last record there is no view.
+    Outcome last = inspect({path, "--at", QString::number(t0 + 4, 'f', 0)});
+    EXPECT_TRUE(json::parse(last.out)["view"].is_null());
+}
+
+TEST(InspectCommand, FailuresAreReportedNotCrashed) {
+    QTemporaryDir dir;
+    Outcome missing = inspect({dir.filePath("none.hdf5")});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(missing.out.empty());
+    EXPECT_NE(missing.err.find("Warning: could not open HDF5 file at"), std::string::npos);
+
+    LogFixture noValues;
+    noValues.columns = {"TWS"};
+    noValues.times = {t0};
+    noValues.omitValues = true;
+    noValues.write(dir.filePath("novalues.hdf5"));
+    Outcome broken = inspect({dir.filePath("novalues.hdf5")});
+    EXPECT_EQ(broken.exitCode, 1);
+    EXPECT_NE(broken.err.find("Warning: could not find dataset /log0/block0_values"), std::string::npos);
+
+    QString path = writeSample(dir);
+    EXPECT_EQ(inspect({path, "--at", "teatime"}).exitCode, 2);
+    EXPECT_EQ(inspect({path, "--zone", "Nowhere/Land"}).exitCode, 2);
+    EXPECT_EQ(inspect({}).exitCode, 2);
+    EXPECT_EQ(inspect({path, "--offset", "x"}).exitCode, 2);
+
+    LogFixture empty;
+    empty.columns = {"TWS"};
+    empty.write(dir.filePath("empty.hdf5"));
+    Outcome emptyRun = inspect({dir.filePath("empty.hdf5"), "--at", "0"});
+    ASSERT_EQ(emptyRun.exitCode, 0) << emptyRun.err;
+    json summary = json::parse(emptyRun.out);
+    EXPECT_TRUE(summary["start"].is_null());
+    EXPECT_TRUE(summary["end"].is_null());
+    EXPECT_TRUE(summary["view"].is_null());
+    EXPECT_TRUE(summary["segmentCount"].is_null());
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdio>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// Writes boat-log files through the HDF5 layer, with knobs for every way a real file can differ
+// or be broken.
+struct LogFixture {
+    std::vector<std::string> columns;
+    std::vector<double> times;   // axis1, seconds since 1970 as wall-clock time
+    std::vector<double> values;  // row-major
+    bool variableLengthNames = false;
+    bool integerTimes = false;   // axis1 stored as int64
+    bool omitNames = false;
+    bool omitTimes = false;
+    bool omitValues = false;
+    bool valuesAsMatrix = true;  // rank 2 (records × columns) rather than flat
+    std::optional<std::string> meta;
+    std::optional<std::string> meta0;
+    std::optional<std::string> parseContext;
+
+    // True when the file was written.
+    bool write(const QString& path) const;
+};
+
+// Captures the program's diagnostic lines for the duration of a scope.
+class DiagnosticsCapture {
+public:
+    DiagnosticsCapture();
+    ~DiagnosticsCapture();
+    std::string text() const;
+
+private:
+    std::FILE* file_;
+};
+
+// Runs Debian's Python with `script` and the given arguments; answers its exit code.
+int runSystemPython(const std::string& script, const QStringList& arguments, QString* output = nullptr);
