@@ -9,7 +9,6 @@
 #include <QCommandLineParser>
 #include <QFileInfo>
 #include <QUuid>
-
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -44,7 +43,8 @@ ordered_json viewJson(const BoatLogView& view, const std::vector<BoatMetric>& me
     for (const auto& metric : metrics) {
         auto value = view.value(metric);
         if (value) {
-            values[metric.rawKey()] = {{"value", value->value()}, {"unit", std::string(value->unit().symbol())}};
+            values[metric.rawKey()] = {{"value", value->value()},
+                                       {"unit", std::string(value->unit().symbol())}};
         } else {
             values[metric.rawKey()] = nullptr;
         }
@@ -95,11 +95,15 @@ int InspectCommand::run(const QStringList& arguments) {
     Diagnostics::setStream(stderr);
     const QString path = positional.front();
     if (!QFileInfo(path).isFile()) {
-        Diagnostics::printLine("Warning: could not open HDF5 file at " + QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()).toString().toStdString());
+        Diagnostics::printLine(
+            "Warning: could not open HDF5 file at " +
+            QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()).toString().toStdString());
         return 1;
     }
-    auto boat = Boat::create(QFileInfo(path).completeBaseName(), "", RgbColor::pureRed(), Boat::DisplayMode::Main);
-    auto asset = LogFileAsset::open(QFileInfo(path).absoluteFilePath(), boat, QUuid::createUuid(), offset, zone);
+    auto boat =
+        Boat::create(QFileInfo(path).completeBaseName(), "", RgbColor::pureRed(), Boat::DisplayMode::Main);
+    auto asset =
+        LogFileAsset::open(QFileInfo(path).absoluteFilePath(), boat, QUuid::createUuid(), offset, zone);
     if (!asset)
         return 1;
     const DoubleArrayBoatLog& log = *asset->boatLog();
@@ -114,8 +118,10 @@ int InspectCommand::run(const QStringList& arguments) {
     json["availableMetrics"] = std::move(availableKeys);
     json["start"] = asset->fileStartTime() ? ordered_json(asset->fileStartTime()->unixSeconds()) : nullptr;
     json["end"] = asset->fileEndTime() ? ordered_json(asset->fileEndTime()->unixSeconds()) : nullptr;
-    json["segmentCount"] = optionalNumber(asset->fileMetadata() ? asset->fileMetadata()->segmentCount : std::nullopt);
-    json["utcOffsetMinutes"] = optionalNumber(asset->parseContext() ? asset->parseContext()->utcOffset : std::nullopt);
+    json["segmentCount"] =
+        optionalNumber(asset->fileMetadata() ? asset->fileMetadata()->segmentCount : std::nullopt);
+    json["utcOffsetMinutes"] =
+        optionalNumber(asset->parseContext() ? asset->parseContext()->utcOffset : std::nullopt);
     const auto& segment = asset->metadata();
     json["raceRecords"] = segment ? segment->races.size() : 0;
     json["eventRecords"] = segment ? segment->events.size() : 0;

@@ -3,7 +3,6 @@
 #include <QDateTime>
 #include <QString>
 #include <QTimeZone>
-
 #include <charconv>
 #include <cmath>
 

@@ -1,7 +1,6 @@
 #include "app/InspectCommand.h"
 
 #include <QCoreApplication>
-
 #include <cstdio>
 
 int main(int argc, char* argv[]) {
@@ -19,9 +18,10 @@ int main(int argc, char* argv[]) {
         std::printf("wakeline %s\n", WAKELINE_VERSION);
         return 0;
     }
-    std::fprintf(stderr,
-                 "usage: wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
-                 "[--metric KEY]...\n"
-                 "The desktop window is not part of this build yet; the inspect verb shows a converted log.\n");
+    std::fprintf(
+        stderr,
+        "usage: wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
+        "[--metric KEY]...\n"
+        "The desktop window is not part of this build yet; the inspect verb shows a converted log.\n");
     return 2;
 }

@@ -20,4 +20,6 @@ std::optional<BoatLogView> BoatLog::view(Instant t, bool interpolated) const {
     return BoatLogView(InterpolatedBoatLogView(*this, left, *right, leftWeight));
 }
 
-DirectBoatLogView BoatLog::directView(BoatLogIndex i) const { return DirectBoatLogView(*this, i); }
+DirectBoatLogView BoatLog::directView(BoatLogIndex i) const {
+    return DirectBoatLogView(*this, i);
+}

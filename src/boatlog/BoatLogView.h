@@ -26,7 +26,9 @@ public:
     }
 
     const DirectBoatLogView* direct() const { return std::get_if<DirectBoatLogView>(&view_); }
-    const InterpolatedBoatLogView* interpolated() const { return std::get_if<InterpolatedBoatLogView>(&view_); }
+    const InterpolatedBoatLogView* interpolated() const {
+        return std::get_if<InterpolatedBoatLogView>(&view_);
+    }
 
 private:
     std::variant<DirectBoatLogView, InterpolatedBoatLogView> view_;

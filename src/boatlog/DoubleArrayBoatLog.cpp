@@ -11,8 +11,9 @@
 DoubleArrayBoatLog::DoubleArrayBoatLog(std::shared_ptr<Boat> boat, std::vector<std::string> columnNames,
                                        std::vector<double> fileTimeIntervalIndex, DoubleArray values,
                                        const TimeZone& timeZone, double offset)
-    : boat_(std::move(boat)), fileTimeIntervalIndex_(std::move(fileTimeIntervalIndex)), values_(std::move(values)),
-      rowSize_(static_cast<std::int64_t>(columnNames.size())), columnNames_(std::move(columnNames)) {
+    : boat_(std::move(boat)), fileTimeIntervalIndex_(std::move(fileTimeIntervalIndex)),
+      values_(std::move(values)), rowSize_(static_cast<std::int64_t>(columnNames.size())),
+      columnNames_(std::move(columnNames)) {
     // A name that occurs twice maps to its last column.
     for (std::size_t i = 0; i < columnNames_.size(); ++i)
         metricsMapping_.set(BoatMetric(columnNames_[i]), static_cast<std::int64_t>(i));
@@ -20,8 +21,8 @@ DoubleArrayBoatLog::DoubleArrayBoatLog(std::shared_ptr<Boat> boat, std::vector<s
 }
 
 std::shared_ptr<DoubleArrayBoatLog> DoubleArrayBoatLog::load(const Hdf5File& file, const std::string& group,
-                                                             std::shared_ptr<Boat> boat, const TimeZone& timeZone,
-                                                             double offset) {
+                                                             std::shared_ptr<Boat> boat,
+                                                             const TimeZone& timeZone, double offset) {
     auto started = std::chrono::steady_clock::now();
     const std::string prefix = "/" + group + "/";
     auto names = file.readStrings(prefix + "axis0");
@@ -50,8 +51,9 @@ std::shared_ptr<DoubleArrayBoatLog> DoubleArrayBoatLog::load(const Hdf5File& fil
                        decimalText(elapsed) + " sec";
     if (auto last = log->lastIndex()) {
         DateFormat format("yyyy-MM-dd HH:mm:ss Z", TimeZone::utc());
-        line += ", data ranging from " + format.format(log->startIndex().time) + " to " + format.format(last->time) +
-                " (timezone: " + timeZone.description() + ", offset: " + decimalText(offset) + ")";
+        line += ", data ranging from " + format.format(log->startIndex().time) + " to " +
+                format.format(last->time) + " (timezone: " + timeZone.description() +
+                ", offset: " + decimalText(offset) + ")";
     }
     Diagnostics::printLine(line);
     return log;

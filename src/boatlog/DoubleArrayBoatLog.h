@@ -13,8 +13,8 @@
 class DoubleArrayBoatLog final : public BoatLog {
 public:
     DoubleArrayBoatLog(std::shared_ptr<Boat> boat, std::vector<std::string> columnNames,
-                       std::vector<double> fileTimeIntervalIndex, DoubleArray values, const TimeZone& timeZone,
-                       double offset);
+                       std::vector<double> fileTimeIntervalIndex, DoubleArray values,
+                       const TimeZone& timeZone, double offset);
 
     // Reads group `group` of an open file. None, with the warning printed, when a dataset is
     // missing or unreadable. Runs on SerialQueue::hdf().

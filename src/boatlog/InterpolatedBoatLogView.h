@@ -6,7 +6,8 @@
 // one, with the metric's own blend rule (the short way round for wind and heading angles).
 class InterpolatedBoatLogView {
 public:
-    InterpolatedBoatLogView(const BoatLog& log, BoatLogIndex leftIndex, BoatLogIndex rightIndex, double leftWeight)
+    InterpolatedBoatLogView(const BoatLog& log, BoatLogIndex leftIndex, BoatLogIndex rightIndex,
+                            double leftWeight)
         : log_(&log), leftIndex_(leftIndex), rightIndex_(rightIndex), leftWeight_(leftWeight) {}
 
     const BoatLog& log() const { return *log_; }

@@ -41,7 +41,8 @@ std::shared_ptr<LogFileAsset> LogFileAsset::open(const QString& path, std::share
     SerialQueue::hdf().sync([&] {
         auto file = Hdf5File::openReadOnly(path.toStdString());
         if (!file) {
-            Diagnostics::printLine("Warning: could not open HDF5 file at " + asset->url_.toString().toStdString());
+            Diagnostics::printLine("Warning: could not open HDF5 file at " +
+                                   asset->url_.toString().toStdString());
             return;
         }
         std::vector<std::string> names = file->rootNames().value_or(std::vector<std::string>{});
@@ -57,23 +58,27 @@ std::shared_ptr<LogFileAsset> LogFileAsset::open(const QString& path, std::share
             if (auto zone = asset->parseContextTimeZone())
                 Diagnostics::printLine("Parsed log data timestamps in timezone " + zone->description());
         }
-        asset->fileTimeZone_ = fileTimeZone ? *fileTimeZone : asset->parseContextTimeZone().value_or(TimeZone::utc());
+        asset->fileTimeZone_ =
+            fileTimeZone ? *fileTimeZone : asset->parseContextTimeZone().value_or(TimeZone::utc());
 
         auto log = DoubleArrayBoatLog::load(*file, "log0", asset->boat_, asset->fileTimeZone_, offset);
         if (!log)
             return;
         if (log->rowSize() < 1) {
-            Diagnostics::printLine("Warning: log file at " + asset->url_.toString().toStdString() + " has no columns");
+            Diagnostics::printLine("Warning: log file at " + asset->url_.toString().toStdString() +
+                                   " has no columns");
             return;
         }
         asset->boatLog_ = std::move(log);
         if (auto segment = readMetadataObject(*file, names, "meta0")) {
             asset->metadata_ = decodeSegmentMetadata(*segment);
             if (!asset->metadata_)
-                Diagnostics::printLine("Warning: segment metadata of " + asset->url_.toString().toStdString() +
+                Diagnostics::printLine("Warning: segment metadata of " +
+                                       asset->url_.toString().toStdString() +
                                        " is not valid JSON, ignoring it");
             else if (asset->metadata_->skippedRecords > 0)
-                Diagnostics::printLine("Warning: skipped " + std::to_string(asset->metadata_->skippedRecords) +
+                Diagnostics::printLine("Warning: skipped " +
+                                       std::to_string(asset->metadata_->skippedRecords) +
                                        " segment metadata records without a time or type");
         }
         loaded = true;

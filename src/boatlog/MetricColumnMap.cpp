@@ -17,7 +17,8 @@ std::vector<BoatMetric> MetricColumnMap::metrics() const {
             byColumn.emplace_back(fixed_[i], BoatMetric::allFixed()[i]);
     for (const auto& [name, column] : custom_)
         byColumn.emplace_back(column, BoatMetric::custom(name));
-    std::sort(byColumn.begin(), byColumn.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::sort(byColumn.begin(), byColumn.end(),
+              [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<BoatMetric> result;
     result.reserve(byColumn.size());
     for (auto& entry : byColumn)

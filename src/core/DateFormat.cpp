@@ -1,9 +1,8 @@
 #include "core/DateFormat.h"
 
+#include <cmath>
 #include <unicode/locid.h>
 #include <unicode/smpdtfmt.h>
-
-#include <cmath>
 
 DateFormat::DateFormat(const std::string& pattern, const TimeZone& zone) {
     UErrorCode status = U_ZERO_ERROR;

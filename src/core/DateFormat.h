@@ -7,7 +7,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-
 #include <unicode/uversion.h>
 
 U_NAMESPACE_BEGIN

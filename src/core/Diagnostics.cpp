@@ -19,4 +19,6 @@ void Diagnostics::printLine(std::string_view line) {
     std::fflush(stream);
 }
 
-void Diagnostics::setStream(std::FILE* stream) { target.store(stream); }
+void Diagnostics::setStream(std::FILE* stream) {
+    target.store(stream);
+}

@@ -1,6 +1,5 @@
 #pragma once
 
-
 // An absolute point in time: seconds since 2001-01-01 00:00:00 UTC, the reference of the
 // event axis and of every instant stored in a document.
 class Instant {
@@ -12,7 +11,9 @@ public:
     constexpr explicit Instant(double secondsSinceReference) : seconds_(secondsSinceReference) {}
 
     static Instant now();
-    static constexpr Instant fromUnix(double unixSeconds) { return Instant(unixSeconds - unixReferenceOffset); }
+    static constexpr Instant fromUnix(double unixSeconds) {
+        return Instant(unixSeconds - unixReferenceOffset);
+    }
     // The most distant past and future instants, the sentinels of an empty log and of the index after
     // the last record. They are finite so that they compare and print like any other instant.
     static constexpr Instant distantPast() { return Instant(-63114076800.0); }

@@ -1,11 +1,10 @@
 #include "core/TimeZone.h"
 
+#include <cmath>
+#include <cstdio>
 #include <unicode/simpletz.h>
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
-
-#include <cmath>
-#include <cstdio>
 
 namespace {
 
@@ -18,7 +17,8 @@ std::string toUtf8(const icu::UnicodeString& text) {
 std::string fixedIdentifier(int seconds) {
     int minutes = std::abs(seconds) / 60;
     char buffer[16];
-    std::snprintf(buffer, sizeof buffer, "GMT%c%02d%02d", seconds < 0 ? '-' : '+', minutes / 60, minutes % 60);
+    std::snprintf(buffer, sizeof buffer, "GMT%c%02d%02d", seconds < 0 ? '-' : '+', minutes / 60,
+                  minutes % 60);
     return buffer;
 }
 
@@ -30,8 +30,8 @@ TimeZone::TimeZone(std::shared_ptr<const icu::TimeZone> zone, std::string identi
     : zone_(std::move(zone)), identifier_(std::move(identifier)), fixed_(fixed) {}
 
 TimeZone TimeZone::utc() {
-    static const TimeZone zone(std::shared_ptr<const icu::TimeZone>(icu::TimeZone::createTimeZone("UTC")), "UTC",
-                               false);
+    static const TimeZone zone(std::shared_ptr<const icu::TimeZone>(icu::TimeZone::createTimeZone("UTC")),
+                               "UTC", false);
     return zone;
 }
 
@@ -82,4 +82,6 @@ int TimeZone::secondsFromGMT(Instant at) const {
     return (raw + dst) / 1000;
 }
 
-std::string TimeZone::description() const { return fixed_ ? identifier_ + " (fixed)" : identifier_; }
+std::string TimeZone::description() const {
+    return fixed_ ? identifier_ + " (fixed)" : identifier_;
+}

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-
 #include <unicode/uversion.h>
 
 U_NAMESPACE_BEGIN

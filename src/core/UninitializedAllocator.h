@@ -7,9 +7,7 @@
 // reading them.
 template <typename T> class UninitializedAllocator : public std::allocator<T> {
 public:
-    template <typename U> struct rebind {
-        using other = UninitializedAllocator<U>;
-    };
+    template <typename U> struct rebind { using other = UninitializedAllocator<U>; };
     UninitializedAllocator() = default;
     template <typename U> UninitializedAllocator(const UninitializedAllocator<U>&) noexcept {}
 

@@ -21,18 +21,48 @@ constexpr Unit scalarUnit(D::scalar, "", 1.0);
 constexpr Unit percentUnit(D::scalar, "%", 0.01);
 } // namespace
 
-const Unit& UnitAngle::degrees() { return degreesUnit; }
-const Unit& UnitAngle::radians() { return radiansUnit; }
-const Unit& UnitSpeed::metersPerSecond() { return metersPerSecondUnit; }
-const Unit& UnitSpeed::knots() { return knotsUnit; }
-const Unit& UnitSpeed::kilometersPerHour() { return kilometersPerHourUnit; }
-const Unit& UnitMass::kilograms() { return kilogramsUnit; }
-const Unit& UnitMass::metricTons() { return metricTonsUnit; }
-const Unit& UnitDuration::seconds() { return secondsUnit; }
-const Unit& UnitDuration::minutes() { return minutesUnit; }
-const Unit& UnitDuration::hours() { return hoursUnit; }
-const Unit& UnitLength::meters() { return metersUnit; }
-const Unit& UnitLength::feet() { return feetUnit; }
-const Unit& UnitLength::nauticalMiles() { return nauticalMilesUnit; }
-const Unit& UnitScalar::scalar() { return scalarUnit; }
-const Unit& UnitScalar::percent() { return percentUnit; }
+const Unit& UnitAngle::degrees() {
+    return degreesUnit;
+}
+const Unit& UnitAngle::radians() {
+    return radiansUnit;
+}
+const Unit& UnitSpeed::metersPerSecond() {
+    return metersPerSecondUnit;
+}
+const Unit& UnitSpeed::knots() {
+    return knotsUnit;
+}
+const Unit& UnitSpeed::kilometersPerHour() {
+    return kilometersPerHourUnit;
+}
+const Unit& UnitMass::kilograms() {
+    return kilogramsUnit;
+}
+const Unit& UnitMass::metricTons() {
+    return metricTonsUnit;
+}
+const Unit& UnitDuration::seconds() {
+    return secondsUnit;
+}
+const Unit& UnitDuration::minutes() {
+    return minutesUnit;
+}
+const Unit& UnitDuration::hours() {
+    return hoursUnit;
+}
+const Unit& UnitLength::meters() {
+    return metersUnit;
+}
+const Unit& UnitLength::feet() {
+    return feetUnit;
+}
+const Unit& UnitLength::nauticalMiles() {
+    return nauticalMilesUnit;
+}
+const Unit& UnitScalar::scalar() {
+    return scalarUnit;
+}
+const Unit& UnitScalar::percent() {
+    return percentUnit;
+}

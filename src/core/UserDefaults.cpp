@@ -21,7 +21,9 @@ UserDefaults& UserDefaults::standard() {
     return *instance;
 }
 
-void UserDefaults::useFile(const QString& path) { standardInstance() = std::make_unique<UserDefaults>(path); }
+void UserDefaults::useFile(const QString& path) {
+    standardInstance() = std::make_unique<UserDefaults>(path);
+}
 
 void UserDefaults::registerDefaults(const QVariantMap& defaults) {
     QMutexLocker lock(&mutex_);

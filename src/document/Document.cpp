@@ -7,7 +7,6 @@
 
 #include <QFile>
 #include <QTimer>
-
 #include <algorithm>
 
 Document::Document(QObject* parent) : QObject(parent), eventTimezone_(TimeZone::current()) {}
@@ -22,7 +21,8 @@ void Document::setEdited(bool edited) {
 }
 
 void Document::postQueued(void (Document::*signal)()) {
-    QMetaObject::invokeMethod(this, [this, signal] { emit(this->*signal)(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this, signal] { emit(this->*signal)(); }, Qt::QueuedConnection);
 }
 
 void Document::setBoats(std::vector<BoatPtr> boats) {

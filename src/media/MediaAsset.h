@@ -4,7 +4,6 @@
 #include "core/TimeZone.h"
 
 #include <QUrl>
-
 #include <memory>
 
 class MediaGroup;

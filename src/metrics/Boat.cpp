@@ -1,22 +1,23 @@
 #include "metrics/Boat.h"
 
 #include "core/DecodingError.h"
-
-#include <nlohmann/json.hpp>
 #include "core/UserDefaults.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 Boat::Boat(QString fullName, QString shortName, RgbColor color, DisplayMode displayMode,
            const UserDefaults& defaults)
-    : fullName_(std::move(fullName)), shortName_(std::move(shortName)), color_(color), displayMode_(displayMode),
-      boatLength_(defaults.doubleValue("boatLength")), gpsOffset_(defaults.doubleValue("gpsAntennaLoc")) {}
+    : fullName_(std::move(fullName)), shortName_(std::move(shortName)), color_(color),
+      displayMode_(displayMode), boatLength_(defaults.doubleValue("boatLength")),
+      gpsOffset_(defaults.doubleValue("gpsAntennaLoc")) {}
 
 Boat::Boat(QString fullName, QString shortName, RgbColor color, DisplayMode displayMode)
     : Boat(std::move(fullName), std::move(shortName), color, displayMode, UserDefaults::standard()) {}
 
-std::shared_ptr<Boat> Boat::create(QString fullName, QString shortName, RgbColor color, DisplayMode displayMode) {
+std::shared_ptr<Boat> Boat::create(QString fullName, QString shortName, RgbColor color,
+                                   DisplayMode displayMode) {
     return std::make_shared<Boat>(std::move(fullName), std::move(shortName), color, displayMode);
 }
 
@@ -95,7 +96,8 @@ Boat::DisplayMode Boat::displayModeFromText(const std::string& text) {
 std::string Boat::colorText(RgbColor color) {
     auto channel = [](double c) { return std::clamp(static_cast<int>(c * 255.0), 0, 255); };
     char buffer[8];
-    std::snprintf(buffer, sizeof buffer, "%02x%02x%02x", channel(color.red), channel(color.green), channel(color.blue));
+    std::snprintf(buffer, sizeof buffer, "%02x%02x%02x", channel(color.red), channel(color.green),
+                  channel(color.blue));
     return buffer;
 }
 

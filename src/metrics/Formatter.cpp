@@ -2,4 +2,6 @@
 
 #include "core/FatalError.h"
 
-QVariant Formatter::value(const QString&) const { fatalError("Not supported"); }
+QVariant Formatter::value(const QString&) const {
+    fatalError("Not supported");
+}

@@ -4,7 +4,6 @@
 
 #include <QObject>
 #include <QString>
-
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>

@@ -2,7 +2,6 @@
 
 #include <QProcess>
 #include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -62,7 +61,7 @@ TEST(InspectCommand, PrintsTheLogSummaryAndTheViewAtATime) {
     EXPECT_NE(plain.err.find("Loaded 3 records"), std::string::npos);
 
     Outcome blended = inspect({path, "--at", "2023-06-06T12:00:01Z", "--interpolated", "--metric", "Heading",
-                           "--metric", "Trim", "--metric", "RigLoad", "--metric", "AWA"});
+                               "--metric", "Trim", "--metric", "RigLoad", "--metric", "AWA"});
     ASSERT_EQ(blended.exitCode, 0) << blended.err;
     json view = json::parse(blended.out)["view"];
     EXPECT_EQ(view["index"], 0);
@@ -79,7 +78,7 @@ TEST(InspectCommand, PrintsTheLogSummaryAndTheViewAtATime) {
 
     // Unix seconds, a zone and an offset: 12:00 wall-clock in Berlin's summer is 10:00 UTC, +30 s.
     Outcome direct = inspect({path, "--zone", "Europe/Berlin", "--offset", "30", "--at",
-                          QString::number(t0 - 7200 + 30 + 2, 'f', 1)});
+                              QString::number(t0 - 7200 + 30 + 2, 'f', 1)});
     ASSERT_EQ(direct.exitCode, 0) << direct.err;
     json moved = json::parse(direct.out);
     EXPECT_EQ(moved["start"], t0 - 7200 + 30);

@@ -1,9 +1,9 @@
 #include "boatlog/BoatLogView.h"
+
 #include "boatlog/DoubleArrayBoatLog.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
+#include <gtest/gtest.h>
 #include <random>
 
 using Case = BoatMetric::Case;
@@ -15,11 +15,13 @@ const double t0 = 1686052800.0;
 std::shared_ptr<DoubleArrayBoatLog> makeLog(std::vector<std::string> columns, std::vector<double> times,
                                             std::vector<double> values) {
     DoubleArray array(values.begin(), values.end());
-    return std::make_shared<DoubleArrayBoatLog>(nullptr, std::move(columns), std::move(times), std::move(array),
-                                                TimeZone::utc(), 0.0);
+    return std::make_shared<DoubleArrayBoatLog>(nullptr, std::move(columns), std::move(times),
+                                                std::move(array), TimeZone::utc(), 0.0);
 }
 
-Instant at(double unixSeconds) { return Instant::fromUnix(unixSeconds); }
+Instant at(double unixSeconds) {
+    return Instant::fromUnix(unixSeconds);
+}
 
 // A log whose right-hand record stores its speed in m/s, to see the blend convert units.
 class MixedUnitLog : public BoatLog {

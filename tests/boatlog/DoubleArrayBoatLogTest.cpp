@@ -1,8 +1,7 @@
 #include "boatlog/DoubleArrayBoatLog.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
+#include <gtest/gtest.h>
 
 using Case = BoatMetric::Case;
 

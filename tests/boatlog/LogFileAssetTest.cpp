@@ -1,12 +1,11 @@
-#include "support/LogFixture.h"
-
 #include "boatlog/LogFileAsset.h"
+
 #include "core/SerialQueue.h"
 #include "metrics/Boat.h"
+#include "support/LogFixture.h"
 
 #include <QFile>
 #include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 using Case = BoatMetric::Case;
@@ -125,7 +124,8 @@ TEST(LogFileAsset, MetadataProblemsNeverCostTheData) {
     EXPECT_EQ(asset->fileTimeZone(), TimeZone::utc());
 
     // One bad record is skipped; the others stay.
-    log.meta0 = R"({"races": [{"raceDuration": 10}, {"time": "2023-06-06T12:05:00.0+0000", "raceDuration": "long"}],
+    log.meta0 =
+        R"({"races": [{"raceDuration": 10}, {"time": "2023-06-06T12:05:00.0+0000", "raceDuration": "long"}],
                     "events": [{"eventType": "Tack"}], "legs": "none"})";
     ASSERT_TRUE(log.write(dir.filePath("r.hdf5")));
     auto [partial, partialDiagnostics] = open(dir.filePath("r.hdf5"));
@@ -144,7 +144,8 @@ TEST(LogFileAsset, BrokenFilesGiveAWarningAndNoLog) {
         EXPECT_NE(diagnostics.find(warning), std::string::npos) << diagnostics;
     };
 
-    for (auto [omit, name] : {std::pair{&LogFixture::omitNames, "axis0"}, {&LogFixture::omitTimes, "axis1"},
+    for (auto [omit, name] : {std::pair{&LogFixture::omitNames, "axis0"},
+                              {&LogFixture::omitTimes, "axis1"},
                               {&LogFixture::omitValues, "block0_values"}}) {
         LogFixture log = sampleLog();
         log.*omit = true;
@@ -174,7 +175,8 @@ TEST(LogFileAsset, BrokenFilesGiveAWarningAndNoLog) {
         double names[] = {1, 2, 3, 4};
         hsize_t dims[] = {4};
         hid_t space = H5Screate_simple(1, dims, nullptr);
-        hid_t set = H5Dcreate2(id, "/log0/axis0", H5T_IEEE_F64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
+        hid_t set =
+            H5Dcreate2(id, "/log0/axis0", H5T_IEEE_F64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
         H5Dwrite(set, H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, names);
         H5Dclose(set);
         H5Sclose(space);
@@ -188,7 +190,8 @@ TEST(LogFileAsset, BrokenFilesGiveAWarningAndNoLog) {
     QFile source(whole);
     ASSERT_TRUE(source.open(QIODevice::ReadOnly));
     QByteArray bytes = source.readAll();
-    for (qsizetype cut : {qsizetype(0), qsizetype(100), bytes.size() / 3, bytes.size() / 2, bytes.size() - 200}) {
+    for (qsizetype cut :
+         {qsizetype(0), qsizetype(100), bytes.size() / 3, bytes.size() / 2, bytes.size() - 200}) {
         QString truncated = dir.filePath(QString("cut-%1.hdf5").arg(cut));
         QFile out(truncated);
         ASSERT_TRUE(out.open(QIODevice::WriteOnly));
@@ -218,7 +221,8 @@ TEST(LogFileAssetDeathTest, MetadataBytesOutsideAByteStop) {
         std::int64_t bytes[] = {'{', '}', 300};
         hsize_t dims[] = {3};
         hid_t space = H5Screate_simple(1, dims, nullptr);
-        hid_t set = H5Dcreate2(id, "/meta/values", H5T_STD_I64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
+        hid_t set =
+            H5Dcreate2(id, "/meta/values", H5T_STD_I64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
         H5Dwrite(set, H5T_NATIVE_INT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes);
         H5Dclose(set);
         H5Sclose(space);

@@ -1,13 +1,10 @@
-#include "support/LogFixture.h"
-
 #include "boatlog/LogFileAsset.h"
 #include "metrics/Boat.h"
+#include "support/LogFixture.h"
 
 #include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
 #include <cmath>
+#include <gtest/gtest.h>
 
 // pandas' "fixed" frame format is the layout of converted logs: a file pandas writes must load
 // with identical values and times.

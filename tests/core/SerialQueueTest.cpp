@@ -1,8 +1,7 @@
 #include "core/SerialQueue.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
+#include <gtest/gtest.h>
 #include <set>
 #include <thread>
 #include <vector>

@@ -1,7 +1,6 @@
 #include "core/UserDefaults.h"
 
 #include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 TEST(UserDefaults, RegisteredDefaultsNeverHideTheUsersValue) {
@@ -12,7 +11,8 @@ TEST(UserDefaults, RegisteredDefaultsNeverHideTheUsersValue) {
         defaults.sync();
     }
     UserDefaults defaults(dir.filePath("a.ini"));
-    defaults.registerDefaults({{"boatLength", 12}, {"writeTimestampFrequency", "1.0"}, {"preferFileMtime", false}});
+    defaults.registerDefaults(
+        {{"boatLength", 12}, {"writeTimestampFrequency", "1.0"}, {"preferFileMtime", false}});
     EXPECT_DOUBLE_EQ(defaults.doubleValue("boatLength"), 9.5);
     EXPECT_EQ(defaults.stringValue("writeTimestampFrequency"), "1.0");
     EXPECT_FALSE(defaults.boolValue("preferFileMtime"));

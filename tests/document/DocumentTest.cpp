@@ -1,16 +1,15 @@
-#include "support/LogFixture.h"
+#include "document/Document.h"
 
 #include "boatlog/LogFileAsset.h"
-#include "document/Document.h"
 #include "media/MediaGroup.h"
 #include "media/PhotoAsset.h"
 #include "media/VideoAsset.h"
 #include "race/Race.h"
+#include "support/LogFixture.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 using Mode = Boat::DisplayMode;
@@ -20,7 +19,9 @@ std::shared_ptr<Boat> boat(const char* name, Mode mode = Mode::Other) {
     return Boat::create(name, "", RgbColor::pureRed(), mode);
 }
 
-void handleQueuedEvents() { QCoreApplication::processEvents(); }
+void handleQueuedEvents() {
+    QCoreApplication::processEvents();
+}
 } // namespace
 
 TEST(Document, NewDocumentIsEmptyPausedAndUnedited) {
@@ -162,9 +163,10 @@ TEST(Document, MediaGroupsAndAssets) {
     EXPECT_EQ(document.mediaGroupNamed("Onboard"), onboard);
     EXPECT_EQ(document.mediaGroupNamed("Chase"), nullptr);
 
-    auto video = std::make_shared<VideoAsset>(QUrl::fromLocalFile("/v.mp4"), Instant(), 10, 0, TimeZone::utc(),
-                                              nullptr);
-    auto photo = std::make_shared<PhotoAsset>(QUrl::fromLocalFile("/p.jpg"), Instant(), 0, TimeZone::utc(), nullptr);
+    auto video = std::make_shared<VideoAsset>(QUrl::fromLocalFile("/v.mp4"), Instant(), 10, 0,
+                                              TimeZone::utc(), nullptr);
+    auto photo =
+        std::make_shared<PhotoAsset>(QUrl::fromLocalFile("/p.jpg"), Instant(), 0, TimeZone::utc(), nullptr);
     document.addAsset(video, drone);
     document.addAsset(photo, onboard);
     EXPECT_EQ(video->mediaGroup(), drone);

@@ -8,8 +8,8 @@ TEST(MediaAsset, PlacedOnTheEventAxisByZoneAndOffset) {
     auto group = std::make_shared<MediaGroup>("Onboard");
     // 12:00:00 read in UTC+2 with a 3.5 s correction starts at 10:00:03.5 UTC.
     Instant noon = Instant::fromUnix(1686052800);
-    VideoAsset video(QUrl::fromLocalFile("/v/GX010001.MP4"), noon, 120.0, 3.5, *TimeZone::fromSecondsFromGMT(7200),
-                     group);
+    VideoAsset video(QUrl::fromLocalFile("/v/GX010001.MP4"), noon, 120.0, 3.5,
+                     *TimeZone::fromSecondsFromGMT(7200), group);
     EXPECT_EQ(video.startTime(), Instant::fromUnix(1686052800 - 7200 + 3.5));
     EXPECT_EQ(video.endTime(), video.startTime() + 120.0);
     EXPECT_FALSE(video.isPhoto());

@@ -1,9 +1,7 @@
 #include "metrics/BoatMetric.h"
 
 #include <gtest/gtest.h>
-
 #include <numbers>
-
 #include <unordered_set>
 
 using Case = BoatMetric::Case;
@@ -39,7 +37,8 @@ TEST(BoatMetric, EveryOtherFixedKeyRoundTrips) {
         const BoatMetric& metric = BoatMetric::allFixed()[i];
         EXPECT_EQ(metric.fixedIndex(), i);
         seen.insert(metric);
-        bool neverFromLog = metric == Case::Heave || metric == Case::TargetForestay || metric == Case::Deflector;
+        bool neverFromLog =
+            metric == Case::Heave || metric == Case::TargetForestay || metric == Case::Deflector;
         EXPECT_EQ(BoatMetric(metric.rawKey()) == metric, !neverFromLog) << metric.rawKey();
     }
     EXPECT_EQ(seen.size(), 77u);
@@ -88,7 +87,8 @@ TEST(BoatMetric, BlendRules) {
     auto kn = [](double v) { return Measurement(v, UnitSpeed::knots()); };
     EXPECT_DOUBLE_EQ(tws.blend(kn(10), kn(20), 0.25).value(), 17.5);
     // The right value is converted into the left's unit first.
-    Measurement mixed = tws.blend(kn(10), Measurement(20 * 1852.0 / 3600.0, UnitSpeed::metersPerSecond()), 0.25);
+    Measurement mixed =
+        tws.blend(kn(10), Measurement(20 * 1852.0 / 3600.0, UnitSpeed::metersPerSecond()), 0.25);
     EXPECT_EQ(&mixed.unit(), &UnitSpeed::knots());
     EXPECT_NEAR(mixed.value(), 17.5, 1e-9);
     // A circular blend in radians comes back in radians.

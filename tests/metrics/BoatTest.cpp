@@ -1,10 +1,10 @@
+#include "metrics/Boat.h"
+
 #include "core/DecodingError.h"
 #include "core/UserDefaults.h"
-#include "metrics/Boat.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -36,8 +36,9 @@ TEST(Boat, DecodesAndEncodesItsSixKeysInOrder) {
     EXPECT_EQ(boat->displayMode(), Boat::DisplayMode::Secondary);
     EXPECT_EQ(boat->boatLength(), 12.5);
     EXPECT_EQ(boat->gpsOffset(), 3.0);
-    EXPECT_EQ(boat->encode().dump(),
-              R"({"fullName":"Stella","shortName":"ST","color":"00ff00","displayMode":"Secondary","boatLength":12.5,"gpsOffset":3.0})");
+    EXPECT_EQ(
+        boat->encode().dump(),
+        R"({"fullName":"Stella","shortName":"ST","color":"00ff00","displayMode":"Secondary","boatLength":12.5,"gpsOffset":3.0})");
 
     auto json = boatJson();
     json["displayMode"] = "main";

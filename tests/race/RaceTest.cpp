@@ -1,8 +1,8 @@
-#include "core/DecodingError.h"
 #include "race/Race.h"
 
-#include <QSignalSpy>
+#include "core/DecodingError.h"
 
+#include <QSignalSpy>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -41,8 +41,9 @@ TEST(Race, KeyedEncoding) {
     withFinish["finishTime"] = 707749200.0;
     auto finished = Race::decode(withFinish);
     EXPECT_EQ(finished->finishTime(), Instant(707749200.0));
-    EXPECT_EQ(finished->encode().dump(),
-              R"({"name":"Race 1","time":707745600.5,"finishTime":707749200.0,"pinLat":"54.45","pinLon":"10.25","rcLat":"","rcLon":""})");
+    EXPECT_EQ(
+        finished->encode().dump(),
+        R"({"name":"Race 1","time":707745600.5,"finishTime":707749200.0,"pinLat":"54.45","pinLon":"10.25","rcLat":"","rcLon":""})");
 
     for (const char* key : {"name", "time", "pinLat", "pinLon", "rcLat", "rcLon"}) {
         auto missing = raceJson();

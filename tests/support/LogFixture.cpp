@@ -6,7 +6,6 @@
 
 #include <QProcess>
 #include <QStringList>
-
 #include <cstdio>
 
 namespace {
@@ -59,7 +58,9 @@ bool LogFixture::write(const QString& path) const {
     return ok;
 }
 
-DiagnosticsCapture::DiagnosticsCapture() : file_(std::tmpfile()) { Diagnostics::setStream(file_); }
+DiagnosticsCapture::DiagnosticsCapture() : file_(std::tmpfile()) {
+    Diagnostics::setStream(file_);
+}
 
 DiagnosticsCapture::~DiagnosticsCapture() {
     Diagnostics::setStream(stdout);

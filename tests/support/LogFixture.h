@@ -2,10 +2,8 @@
 
 #include <QString>
 #include <QStringList>
-
-#include <cstdio>
-
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,14 +12,14 @@
 // or be broken.
 struct LogFixture {
     std::vector<std::string> columns;
-    std::vector<double> times;   // axis1, seconds since 1970 as wall-clock time
-    std::vector<double> values;  // row-major
+    std::vector<double> times;  // axis1, seconds since 1970 as wall-clock time
+    std::vector<double> values; // row-major
     bool variableLengthNames = false;
-    bool integerTimes = false;   // axis1 stored as int64
+    bool integerTimes = false; // axis1 stored as int64
     bool omitNames = false;
     bool omitTimes = false;
     bool omitValues = false;
-    bool valuesAsMatrix = true;  // rank 2 (records × columns) rather than flat
+    bool valuesAsMatrix = true; // rank 2 (records × columns) rather than flat
     std::optional<std::string> meta;
     std::optional<std::string> meta0;
     std::optional<std::string> parseContext;

@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 // Every test binary runs with an event loop available and with settings in a temporary file,

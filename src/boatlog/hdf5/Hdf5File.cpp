@@ -13,7 +13,9 @@ void silenceErrorStack() {
     std::call_once(once, [] { H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr); });
 }
 
-bool isNumeric(H5T_class_t typeClass) { return typeClass == H5T_INTEGER || typeClass == H5T_FLOAT; }
+bool isNumeric(H5T_class_t typeClass) {
+    return typeClass == H5T_INTEGER || typeClass == H5T_FLOAT;
+}
 
 std::optional<std::vector<hsize_t>> shapeOf(hid_t dataset) {
     Hdf5DataspaceHandle space(H5Dget_space(dataset));
@@ -65,7 +67,8 @@ std::optional<std::vector<std::string>> Hdf5File::rootNames() const {
         return std::nullopt;
     std::vector<std::string> names;
     for (hsize_t i = 0; i < info.nlinks; ++i) {
-        ssize_t length = H5Lget_name_by_idx(root.get(), ".", H5_INDEX_NAME, H5_ITER_INC, i, nullptr, 0, H5P_DEFAULT);
+        ssize_t length =
+            H5Lget_name_by_idx(root.get(), ".", H5_INDEX_NAME, H5_ITER_INC, i, nullptr, 0, H5P_DEFAULT);
         if (length < 0)
             return std::nullopt;
         std::string name(static_cast<std::size_t>(length), '\0');
@@ -144,7 +147,8 @@ std::optional<std::vector<std::string>> Hdf5File::readStrings(const std::string&
     return strings;
 }
 
-std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& path, int minRank, int maxRank) const {
+std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& path, int minRank,
+                                                          int maxRank) const {
     Hdf5DatasetHandle dataset = openDataset(path);
     if (!dataset)
         return std::nullopt;
@@ -241,11 +245,13 @@ bool Hdf5File::writeStrings(const std::string& path, const std::vector<std::stri
     return writeDataset(path, type.get(), type.get(), buffer.data(), shape);
 }
 
-bool Hdf5File::writeDoubles(const std::string& path, const double* data, const std::vector<std::uint64_t>& shape) {
+bool Hdf5File::writeDoubles(const std::string& path, const double* data,
+                            const std::vector<std::uint64_t>& shape) {
     return writeDataset(path, H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, data, shape);
 }
 
-bool Hdf5File::writeIntegers(const std::string& path, const std::vector<std::int64_t>& data, IntegerType type) {
+bool Hdf5File::writeIntegers(const std::string& path, const std::vector<std::int64_t>& data,
+                             IntegerType type) {
     std::vector<std::uint64_t> shape{data.size()};
     if (type == IntegerType::uint8) {
         std::vector<std::uint8_t> bytes(data.begin(), data.end());
@@ -254,26 +260,30 @@ bool Hdf5File::writeIntegers(const std::string& path, const std::vector<std::int
     return writeDataset(path, H5T_STD_I64LE, H5T_NATIVE_INT64, data.data(), shape);
 }
 
-bool Hdf5File::writeStringAttribute(const std::string& objectPath, const std::string& name, const std::string& value) {
+bool Hdf5File::writeStringAttribute(const std::string& objectPath, const std::string& name,
+                                    const std::string& value) {
     Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
     H5Tset_size(type.get(), std::max<std::size_t>(1, value.size()));
     Hdf5DataspaceHandle space(H5Screate(H5S_SCALAR));
-    Hdf5AttributeHandle attribute(
-        H5Acreate_by_name(file_.get(), objectPath.c_str(), name.c_str(), type.get(), space.get(), H5P_DEFAULT,
-                          H5P_DEFAULT, H5P_DEFAULT));
+    Hdf5AttributeHandle attribute(H5Acreate_by_name(file_.get(), objectPath.c_str(), name.c_str(), type.get(),
+                                                    space.get(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
     if (!attribute)
         return false;
     std::string padded = value.empty() ? std::string(1, '\0') : value;
     return H5Awrite(attribute.get(), type.get(), padded.data()) >= 0;
 }
 
-bool Hdf5File::writeIntegerAttribute(const std::string& objectPath, const std::string& name, std::int64_t value) {
+bool Hdf5File::writeIntegerAttribute(const std::string& objectPath, const std::string& name,
+                                     std::int64_t value) {
     Hdf5DataspaceHandle space(H5Screate(H5S_SCALAR));
-    Hdf5AttributeHandle attribute(H5Acreate_by_name(file_.get(), objectPath.c_str(), name.c_str(), H5T_STD_I64LE,
-                                                    space.get(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    Hdf5AttributeHandle attribute(H5Acreate_by_name(file_.get(), objectPath.c_str(), name.c_str(),
+                                                    H5T_STD_I64LE, space.get(), H5P_DEFAULT, H5P_DEFAULT,
+                                                    H5P_DEFAULT));
     if (!attribute)
         return false;
     return H5Awrite(attribute.get(), H5T_NATIVE_INT64, &value) >= 0;
 }
 
-bool Hdf5File::flush() { return H5Fflush(file_.get(), H5F_SCOPE_GLOBAL) >= 0; }
+bool Hdf5File::flush() {
+    return H5Fflush(file_.get(), H5F_SCOPE_GLOBAL) >= 0;
+}

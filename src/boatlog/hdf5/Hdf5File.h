@@ -39,10 +39,12 @@ public:
     std::optional<std::vector<std::int64_t>> readIntegers(const std::string& path) const;
 
     bool createGroup(const std::string& path);
-    bool writeStrings(const std::string& path, const std::vector<std::string>& strings, StringStorage storage);
+    bool writeStrings(const std::string& path, const std::vector<std::string>& strings,
+                      StringStorage storage);
     bool writeDoubles(const std::string& path, const double* data, const std::vector<std::uint64_t>& shape);
     bool writeIntegers(const std::string& path, const std::vector<std::int64_t>& data, IntegerType type);
-    bool writeStringAttribute(const std::string& objectPath, const std::string& name, const std::string& value);
+    bool writeStringAttribute(const std::string& objectPath, const std::string& name,
+                              const std::string& value);
     bool writeIntegerAttribute(const std::string& objectPath, const std::string& name, std::int64_t value);
     bool flush();
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <hdf5.h>
-
 #include <utility>
 
 // Owns one HDF5 identifier and releases it with the close function of its kind.
