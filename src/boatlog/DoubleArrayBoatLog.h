@@ -13,8 +13,8 @@
 class DoubleArrayBoatLog final : public BoatLog {
 public:
     DoubleArrayBoatLog(std::shared_ptr<Boat> boat, std::vector<std::string> columnNames,
-                       std::vector<double> fileTimeIntervalIndex, DoubleArray values,
-                       const TimeZone& timeZone, double offset);
+                       DoubleArray fileTimeIntervalIndex, DoubleArray values, const TimeZone& timeZone,
+                       double offset);
 
     // Reads group `group` of an open file. None, with the warning printed, when a dataset is
     // missing or unreadable. Runs on SerialQueue::hdf().
@@ -38,17 +38,19 @@ public:
     std::int64_t recordCount() const { return static_cast<std::int64_t>(offsetTimeIndex_.size()); }
     std::int64_t rowSize() const { return rowSize_; }
     const std::vector<std::string>& columnNames() const { return columnNames_; }
-    const std::vector<double>& fileTimeIntervalIndex() const { return fileTimeIntervalIndex_; }
+    const DoubleArray& fileTimeIntervalIndex() const { return fileTimeIntervalIndex_; }
     const std::vector<Instant>& offsetTimeIndex() const { return offsetTimeIndex_; }
     const DoubleArray& values() const { return values_; }
     const MetricColumnMap& metricsMapping() const { return metricsMapping_; }
 
 private:
     std::shared_ptr<Boat> boat_;
-    std::vector<double> fileTimeIntervalIndex_;
+    DoubleArray fileTimeIntervalIndex_;
     DoubleArray values_;
     MetricColumnMap metricsMapping_;
     std::int64_t rowSize_ = 0;
     std::vector<Instant> offsetTimeIndex_;
     std::vector<std::string> columnNames_;
+    // Records per second over the whole log: where a record of a given time probably lies.
+    double recordsPerSecond_ = 0.0;
 };

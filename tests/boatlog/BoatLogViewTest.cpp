@@ -2,6 +2,7 @@
 
 #include "boatlog/DoubleArrayBoatLog.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <random>
@@ -15,8 +16,9 @@ const double t0 = 1686052800.0;
 std::shared_ptr<DoubleArrayBoatLog> makeLog(std::vector<std::string> columns, std::vector<double> times,
                                             std::vector<double> values) {
     DoubleArray array(values.begin(), values.end());
-    return std::make_shared<DoubleArrayBoatLog>(nullptr, std::move(columns), std::move(times),
-                                                std::move(array), TimeZone::utc(), 0.0);
+    return std::make_shared<DoubleArrayBoatLog>(nullptr, std::move(columns),
+                                                DoubleArray(times.begin(), times.end()), std::move(array),
+                                                TimeZone::utc(), 0.0);
 }
 
 Instant at(double unixSeconds) {
@@ -138,6 +140,44 @@ TEST(BoatLogView, InterpolatedTimeIsTheInstantAskedFor) {
         EXPECT_LE(view->interpolated()->leftIndex().time, at(t));
         EXPECT_GT(view->interpolated()->rightIndex().time, at(t));
     }
+}
+
+TEST(BoatLogView, FirstIndexAfterIsTheUpperBoundOnIrregularLogs) {
+    // Bursts, repeated stamps, a night without records and a regular stretch: every answer must
+    // be the first record strictly later than the instant.
+    std::mt19937 random(11);
+    std::vector<double> times;
+    double t = t0;
+    for (int i = 0; i < 5000; ++i) {
+        int kind = i % 1000 < 300 ? 0 : (i % 1000 < 310 ? 1 : 2);
+        if (i == 2500)
+            t += 14 * 3600;
+        if (kind == 0)
+            t += 0.1;
+        else if (kind == 1)
+            t += (random() % 3 == 0) ? 0.0 : 0.001;
+        else
+            t += std::uniform_real_distribution<double>(0.0, 5.0)(random);
+        times.push_back(t);
+    }
+    auto log = makeLog({"TWS"}, times, std::vector<double>(times.size(), 1.0));
+    std::uniform_real_distribution<double> within(times.front() - 1, times.back() + 1);
+    std::vector<double> probes(times.begin(), times.end());
+    for (int i = 0; i < 20000; ++i)
+        probes.push_back(within(random));
+    for (double probe : probes) {
+        auto found = log->firstIndexAfter(at(probe));
+        auto expected = std::upper_bound(times.begin(), times.end(), probe);
+        if (probe < times.front() || probe > times.back() || expected == times.end()) {
+            EXPECT_FALSE(found) << std::fixed << probe;
+        } else {
+            ASSERT_TRUE(found) << std::fixed << probe;
+            EXPECT_EQ(found->index, expected - times.begin()) << std::fixed << probe;
+        }
+    }
+    // Every record shares one time: nothing lies after it.
+    auto flat = makeLog({"TWS"}, {t0, t0, t0}, {1, 2, 3});
+    EXPECT_FALSE(flat->firstIndexAfter(at(t0)));
 }
 
 TEST(BoatLogViewDeathTest, IndicesBeyondTheRecordsStop) {

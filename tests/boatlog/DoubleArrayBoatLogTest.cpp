@@ -8,7 +8,8 @@ using Case = BoatMetric::Case;
 namespace {
 std::shared_ptr<DoubleArrayBoatLog> makeLog(std::vector<std::string> columns, std::vector<double> times,
                                             std::vector<double> values, const TimeZone& zone, double offset) {
-    return std::make_shared<DoubleArrayBoatLog>(nullptr, std::move(columns), std::move(times),
+    return std::make_shared<DoubleArrayBoatLog>(nullptr, std::move(columns),
+                                                DoubleArray(times.begin(), times.end()),
                                                 DoubleArray(values.begin(), values.end()), zone, offset);
 }
 } // namespace
