@@ -1,7 +1,9 @@
 #include "metrics/BoatMetric.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
+#include <random>
 #include <unordered_set>
 
 using Case = BoatMetric::Case;
@@ -91,6 +93,16 @@ TEST(BoatMetric, BlendRules) {
         tws.blend(kn(10), Measurement(20 * 1852.0 / 3600.0, UnitSpeed::metersPerSecond()), 0.25);
     EXPECT_EQ(&mixed.unit(), &UnitSpeed::knots());
     EXPECT_NEAR(mixed.value(), 17.5, 1e-9);
+    // The circular blend is the short-way formula to the bit, whatever the inputs' range.
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> anyAngle(-720.0, 1080.0);
+    std::uniform_real_distribution<double> weight(0.0, 1.0);
+    for (int i = 0; i < 100000; ++i) {
+        double l = anyAngle(random), r = anyAngle(random), w = weight(random);
+        double d = std::fmod(l - r + 180.0 + 360.0, 360.0) - 180.0;
+        double expected = std::fmod(d * w + r + 360.0, 360.0);
+        ASSERT_EQ(heading.blend(deg(l), deg(r), w).value(), expected) << l << " " << r << " " << w;
+    }
     // A circular blend in radians comes back in radians.
     Measurement radians = heading.blend(Measurement(0.0, UnitAngle::radians()), deg(90), 0.5);
     EXPECT_EQ(&radians.unit(), &UnitAngle::radians());
