@@ -168,19 +168,9 @@ TEST(LogFileAsset, BrokenFilesGiveAWarningAndNoLog) {
     QString swappedPath = dir.filePath("swapped.hdf5");
     ASSERT_TRUE(swapped.write(swappedPath));
     SerialQueue::hdf().sync([&] {
-        auto file = Hdf5File::openReadOnly(swappedPath.toStdString());
-        // Reopen for writing through the C API: the layer opens read-only on purpose.
-        file.reset();
-        hid_t id = H5Fopen(swappedPath.toUtf8().constData(), H5F_ACC_RDWR, H5P_DEFAULT);
+        auto file = Hdf5File::openReadWrite(swappedPath.toStdString());
         double names[] = {1, 2, 3, 4};
-        hsize_t dims[] = {4};
-        hid_t space = H5Screate_simple(1, dims, nullptr);
-        hid_t set =
-            H5Dcreate2(id, "/log0/axis0", H5T_IEEE_F64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
-        H5Dwrite(set, H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, names);
-        H5Dclose(set);
-        H5Sclose(space);
-        H5Fclose(id);
+        ASSERT_TRUE(file && file->writeDoubles("/log0/axis0", names, {4}));
     });
     expectRefused(swappedPath, "Warning: could not find dataset /log0/axis0");
 
@@ -216,17 +206,9 @@ TEST(LogFileAssetDeathTest, MetadataBytesOutsideAByteStop) {
     log.meta.reset();
     ASSERT_TRUE(log.write(path));
     SerialQueue::hdf().sync([&] {
-        hid_t id = H5Fopen(path.toUtf8().constData(), H5F_ACC_RDWR, H5P_DEFAULT);
-        H5Gclose(H5Gcreate2(id, "/meta", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
-        std::int64_t bytes[] = {'{', '}', 300};
-        hsize_t dims[] = {3};
-        hid_t space = H5Screate_simple(1, dims, nullptr);
-        hid_t set =
-            H5Dcreate2(id, "/meta/values", H5T_STD_I64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
-        H5Dwrite(set, H5T_NATIVE_INT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes);
-        H5Dclose(set);
-        H5Sclose(space);
-        H5Fclose(id);
+        auto file = Hdf5File::openReadWrite(path.toStdString());
+        ASSERT_TRUE(file && file->createGroup("/meta"));
+        ASSERT_TRUE(file->writeIntegers("/meta/values", {'{', '}', 300}, Hdf5File::IntegerType::int64));
     });
     EXPECT_DEATH(open(path), "Metadata byte out of range");
 }

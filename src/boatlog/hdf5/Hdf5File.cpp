@@ -50,6 +50,14 @@ std::optional<Hdf5File> Hdf5File::openReadOnly(const std::string& path) {
     return Hdf5File(std::move(file));
 }
 
+std::optional<Hdf5File> Hdf5File::openReadWrite(const std::string& path) {
+    silenceErrorStack();
+    Hdf5FileHandle file(H5Fopen(path.c_str(), H5F_ACC_RDWR, H5P_DEFAULT));
+    if (!file)
+        return std::nullopt;
+    return Hdf5File(std::move(file));
+}
+
 std::optional<Hdf5File> Hdf5File::create(const std::string& path) {
     silenceErrorStack();
     Hdf5FileHandle file(H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT));
@@ -147,13 +155,20 @@ std::optional<std::vector<std::string>> Hdf5File::readStrings(const std::string&
     return strings;
 }
 
-std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& path, int minRank,
-                                                          int maxRank) const {
+// Reads a whole numeric dataset into `Buffer`, converted by HDF5 to `memoryType` as it reads.
+// None when the dataset is missing, of another class or rank, or cannot be read.
+template <typename Buffer>
+std::optional<Buffer> Hdf5File::readNumeric(const std::string& path, hid_t memoryType, bool integersOnly,
+                                            int minRank, int maxRank,
+                                            std::vector<std::uint64_t>* shape) const {
     Hdf5DatasetHandle dataset = openDataset(path);
     if (!dataset)
         return std::nullopt;
     Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
-    if (!fileType || !isNumeric(H5Tget_class(fileType.get())))
+    if (!fileType)
+        return std::nullopt;
+    H5T_class_t typeClass = H5Tget_class(fileType.get());
+    if (integersOnly ? typeClass != H5T_INTEGER : !isNumeric(typeClass))
         return std::nullopt;
     auto dims = shapeOf(dataset.get());
     if (!dims || static_cast<int>(dims->size()) < minRank || static_cast<int>(dims->size()) > maxRank)
@@ -161,43 +176,32 @@ std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& pat
     auto count = elementCount(*dims);
     if (!count)
         return std::nullopt;
-    DoubleData data;
-    data.shape.assign(dims->begin(), dims->end());
+    Buffer values;
     try {
-        data.values.resize(*count);
+        values.resize(*count);
     } catch (const std::bad_alloc&) {
         return std::nullopt; // a damaged header can claim any size
     }
-    // HDF5 converts any integer or float type of the file to native doubles while it reads.
-    if (*count > 0 &&
-        H5Dread(dataset.get(), H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, data.values.data()) < 0)
+    if (*count > 0 && H5Dread(dataset.get(), memoryType, H5S_ALL, H5S_ALL, H5P_DEFAULT, values.data()) < 0)
         return std::nullopt;
+    if (shape)
+        shape->assign(dims->begin(), dims->end());
+    return values;
+}
+
+std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& path, int minRank,
+                                                          int maxRank) const {
+    DoubleData data;
+    // Any integer or float type of the file arrives as native doubles.
+    auto values = readNumeric<DoubleArray>(path, H5T_NATIVE_DOUBLE, false, minRank, maxRank, &data.shape);
+    if (!values)
+        return std::nullopt;
+    data.values = std::move(*values);
     return data;
 }
 
 std::optional<std::vector<std::int64_t>> Hdf5File::readIntegers(const std::string& path) const {
-    Hdf5DatasetHandle dataset = openDataset(path);
-    if (!dataset)
-        return std::nullopt;
-    Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
-    if (!fileType || H5Tget_class(fileType.get()) != H5T_INTEGER)
-        return std::nullopt;
-    auto dims = shapeOf(dataset.get());
-    if (!dims)
-        return std::nullopt;
-    auto count = elementCount(*dims);
-    if (!count)
-        return std::nullopt;
-    std::vector<std::int64_t> values;
-    try {
-        values.resize(*count);
-    } catch (const std::bad_alloc&) {
-        return std::nullopt;
-    }
-    if (*count > 0 &&
-        H5Dread(dataset.get(), H5T_NATIVE_INT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, values.data()) < 0)
-        return std::nullopt;
-    return values;
+    return readNumeric<std::vector<std::int64_t>>(path, H5T_NATIVE_INT64, true, 0, 32, nullptr);
 }
 
 bool Hdf5File::createGroup(const std::string& path) {

@@ -23,6 +23,7 @@ public:
     enum class IntegerType { uint8, int64 };
 
     static std::optional<Hdf5File> openReadOnly(const std::string& path);
+    static std::optional<Hdf5File> openReadWrite(const std::string& path);
     static std::optional<Hdf5File> create(const std::string& path);
 
     hid_t id() const { return file_.get(); }
@@ -51,6 +52,9 @@ public:
 private:
     explicit Hdf5File(Hdf5FileHandle file) : file_(std::move(file)) {}
     Hdf5DatasetHandle openDataset(const std::string& path) const;
+    template <typename Buffer>
+    std::optional<Buffer> readNumeric(const std::string& path, hid_t memoryType, bool integersOnly,
+                                      int minRank, int maxRank, std::vector<std::uint64_t>* shape) const;
     bool writeDataset(const std::string& path, hid_t fileType, hid_t memoryType, const void* data,
                       const std::vector<std::uint64_t>& shape);
 
