@@ -94,12 +94,6 @@ int InspectCommand::run(const QStringList& arguments) {
     // Diagnostics go to stderr so that stdout holds only the JSON.
     Diagnostics::setStream(stderr);
     const QString path = positional.front();
-    if (!QFileInfo(path).isFile()) {
-        Diagnostics::printLine(
-            "Warning: could not open HDF5 file at " +
-            QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()).toString().toStdString());
-        return 1;
-    }
     auto boat =
         Boat::create(QFileInfo(path).completeBaseName(), "", RgbColor::pureRed(), Boat::DisplayMode::Main);
     auto asset =

@@ -3,6 +3,9 @@
 #include <QMutexLocker>
 
 namespace {
+// Boats are made on worker threads too (while a document opens), so the shared instance is
+// guarded.
+QMutex standardMutex;
 std::unique_ptr<UserDefaults>& standardInstance() {
     static std::unique_ptr<UserDefaults> instance;
     return instance;
@@ -15,13 +18,16 @@ UserDefaults::UserDefaults(const QString& path)
     : settings_(std::make_unique<QSettings>(path, QSettings::IniFormat)) {}
 
 UserDefaults& UserDefaults::standard() {
+    QMutexLocker lock(&standardMutex);
     auto& instance = standardInstance();
     if (!instance)
         instance = std::make_unique<UserDefaults>();
     return *instance;
 }
 
+// Only before any other thread uses the settings: references handed out earlier would dangle.
 void UserDefaults::useFile(const QString& path) {
+    QMutexLocker lock(&standardMutex);
     standardInstance() = std::make_unique<UserDefaults>(path);
 }
 
