@@ -8,6 +8,7 @@
 
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -90,6 +91,23 @@ public:
     void setEventEndTimeOverride(std::optional<Instant> time) { eventEndTimeOverride_ = time; }
     void postAssetsUpdated() { emit documentAssetsUpdated(); }
 
+    // Playback clock. While playing, a tick every 0.04 s puts the position at the anchored event
+    // time plus the wall-clock time since the anchor, so late ticks never add up to drift. A user
+    // seek pauses. Playback runs on past the event's end until the user stops it.
+    static constexpr int tickMilliseconds = 40;
+    static constexpr double eventRangeMargin = 600.0;
+    void play();
+    void pause();
+    void setPlaybackPosition(Instant position, bool seeked);
+    void tick();
+    void timestampWriteTick();
+    // The wall clock the playback follows; tests drive it by hand.
+    void setWallClock(std::function<Instant()> clock) { wallClock_ = std::move(clock); }
+    // The overrides, else the earliest and latest of the races, videos, legs and logs widened by
+    // ten minutes; none without any of them.
+    std::optional<Instant> eventStartTime() const;
+    std::optional<Instant> eventEndTime() const;
+
     // Playback state.
     bool isPlaying() const { return isPlaying_; }
     std::optional<Instant> eventPlaybackPosition() const { return eventPlaybackPosition_; }
@@ -136,8 +154,12 @@ protected:
     std::unique_ptr<QFile> timestampWriteFileHandle_;
     TimestampWriteMode timestampMode_ = TimestampWriteMode::Disabled;
     TimestampFormat timestampFormat_ = TimestampFormat::DelphiMsecInt;
+    std::function<Instant()> wallClock_ = &Instant::now;
 
 private:
     void postQueued(void (Document::*signal)());
+    void advance(const std::function<void(Instant)>& action);
+    void writeTimestamp(Instant position, bool reopen);
+    std::vector<Instant> collectedTimePoints() const;
     void watchRaces();
 };
