@@ -1,5 +1,6 @@
 #include "app/InspectCommand.h"
 
+#include "app/DocumentInspection.h"
 #include "app/TimeArgument.h"
 #include "boatlog/BoatLogView.h"
 #include "boatlog/LogFileAsset.h"
@@ -57,7 +58,7 @@ ordered_json viewJson(const BoatLogView& view, const std::vector<BoatMetric>& me
 
 int InspectCommand::run(const QStringList& arguments) {
     QCommandLineParser parser;
-    parser.addPositionalArgument("file", "A converted boat log (.hdf5).");
+    parser.addPositionalArgument("file", "A converted boat log (.hdf5) or a document package.");
     QCommandLineOption zoneOption("zone", "Time zone of the log's clock times (default UTC).", "ID");
     QCommandLineOption offsetOption("offset", "Time offset in seconds added to the log (default 0).", "S");
     QCommandLineOption atOption("at", "Show the log's values at TIME (Unix seconds or ISO 8601).", "TIME");
@@ -94,6 +95,8 @@ int InspectCommand::run(const QStringList& arguments) {
     // Diagnostics go to stderr so that stdout holds only the JSON.
     Diagnostics::setStream(stderr);
     const QString path = positional.front();
+    if (QFileInfo(path).isDir())
+        return DocumentInspection::run(path, at);
     auto boat =
         Boat::create(QFileInfo(path).completeBaseName(), "", RgbColor::pureRed(), Boat::DisplayMode::Main);
     auto asset =

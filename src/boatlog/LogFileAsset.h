@@ -37,6 +37,8 @@ public:
     const std::optional<ParseContext>& parseContext() const { return parseContext_; }
     const QByteArray& parseContextData() const { return parseContextData_; }
 
+    // Where the log's file now lies, after a save moved it into a package.
+    void setUrl(const QUrl& url) { url_ = url; }
     // Both move the log on the event axis at once.
     void setOffset(double offset);
     void setFileTimeZone(const TimeZone& zone);

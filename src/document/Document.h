@@ -116,6 +116,10 @@ public:
     TimestampWriteMode timestampMode() const { return timestampMode_; }
     TimestampFormat timestampFormat() const { return timestampFormat_; }
 
+    // The package the document was opened from or last saved to; empty for a new document.
+    const QString& packagePath() const { return packagePath_; }
+    void setPackagePath(const QString& path) { packagePath_ = path; }
+
     // Unsaved changes. Playback, seeking and window layout never count as changes.
     bool isEdited() const { return isEdited_; }
     bool isDocumentEdited() const { return isEdited_; }
@@ -155,6 +159,7 @@ protected:
     TimestampWriteMode timestampMode_ = TimestampWriteMode::Disabled;
     TimestampFormat timestampFormat_ = TimestampFormat::DelphiMsecInt;
     std::function<Instant()> wallClock_ = &Instant::now;
+    QString packagePath_;
 
 private:
     void postQueued(void (Document::*signal)());

@@ -98,7 +98,10 @@ void LegDerivation::apply(Document& document) {
                 gybes.push_back(*time);
         }
     }
-    document.setRaces(races);
+    // Logs without race records leave the races the user made alone.
+    if (!races.empty())
+        document.setRaces(races);
+    const auto& clipRaces = document.races();
 
     std::vector<SailingLeg> legs;
     for (const auto& asset : assets) {
@@ -111,7 +114,7 @@ void LegDerivation::apply(Document& document) {
             auto type = legType(record.eventType);
             if (!start || !type)
                 continue;
-            if (auto leg = clipToRaces({*start, *start + *record.duration, *type}, races))
+            if (auto leg = clipToRaces({*start, *start + *record.duration, *type}, clipRaces))
                 legs.push_back(*leg);
         }
     }
