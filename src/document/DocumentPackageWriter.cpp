@@ -199,5 +199,7 @@ DocumentPackageWriter::write(Document& document, const QString& packagePath, con
     for (const auto& log : logs)
         log->setUrl(QUrl::fromLocalFile(target + "/BoatLogs/" + logFileName(log->uuid())));
     document.setPackagePath(target);
+    // Saved: no edited mark, even when nothing new was written.
+    document.setEdited(false);
     return std::nullopt;
 }

@@ -20,7 +20,8 @@ public:
     // "swap"), as a full disk or a lost folder would.
     using FailureInjection = std::function<bool(const QString& step)>;
 
-    // On success the document points at the new package and its logs at their files inside it.
+    // On success the document points at the new package, its logs at their files inside it, and
+    // it no longer counts as edited.
     static std::optional<DocumentSavingError> write(Document& document, const QString& packagePath,
                                                     const FailureInjection& inject = {});
 

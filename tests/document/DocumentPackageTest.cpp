@@ -317,6 +317,7 @@ TEST(DocumentPackage, SavingNeverLosesThePreviousVersion) {
     const ino_t logInode = inode(logPath);
 
     f.document.races()[0]->setName("Race One");
+    f.document.setEdited(true); // as the race editor does
     for (const QString& step :
          QStringList{"content.json", "swap", "BoatLogs/" + QFileInfo(logPath).fileName()}) {
         auto error =
@@ -335,9 +336,11 @@ TEST(DocumentPackage, SavingNeverLosesThePreviousVersion) {
         }
     }
 
+    EXPECT_TRUE(f.document.isEdited());
     // A save that was killed halfway leaves a staging folder; the next save clears it.
     QDir().mkpath(f.package + ".saving/BoatLogs");
     ASSERT_FALSE(DocumentPackageWriter::write(f.document, f.package));
+    EXPECT_FALSE(f.document.isEdited());
     EXPECT_NE(contents(f.package + "/content.json"), saved);
     EXPECT_FALSE(QFileInfo::exists(f.package + ".saving"));
     // Saved in place, the log is the same file, not a copy.
