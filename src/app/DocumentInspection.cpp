@@ -7,6 +7,7 @@
 #include "document/DocumentPackageReader.h"
 #include "media/MediaAsset.h"
 #include "media/MediaGroup.h"
+#include "media/VisibleAssets.h"
 #include "metrics/Boat.h"
 #include "race/Race.h"
 
@@ -125,7 +126,17 @@ int DocumentInspection::run(const QString& packagePath, std::optional<Instant> a
     loop.exec();
 
     ordered_json json = documentJson(document);
-    (void)at;
+    if (at) {
+        // What each media window would show at that instant.
+        ordered_json visible = ordered_json::object();
+        for (const auto& group : document.mediaGroups()) {
+            auto shown = visibleAssets(document.assets(), group, *at);
+            visible[group->name.toStdString()] =
+                shown.empty() ? ordered_json(nullptr)
+                              : ordered_json(shown.front()->url().toString(QUrl::FullyEncoded).toStdString());
+        }
+        json["visible"] = std::move(visible);
+    }
     std::cout << json.dump(2) << std::endl;
     return 0;
 }

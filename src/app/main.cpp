@@ -1,4 +1,5 @@
 #include "app/InspectCommand.h"
+#include "app/ProbeMediaCommand.h"
 
 #include <QCoreApplication>
 #include <cstdio>
@@ -14,6 +15,10 @@ int main(int argc, char* argv[]) {
         arguments.removeAt(1);
         return InspectCommand::run(arguments);
     }
+    if (arguments.size() >= 2 && arguments[1] == "probe-media") {
+        arguments.removeAt(1);
+        return ProbeMediaCommand::run(arguments);
+    }
     if (arguments.size() >= 2 && (arguments[1] == "--version" || arguments[1] == "-v")) {
         std::printf("wakeline %s\n", WAKELINE_VERSION);
         return 0;
@@ -22,6 +27,7 @@ int main(int argc, char* argv[]) {
         stderr,
         "usage: wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
         "[--metric KEY]...\n"
+        "       wakeline probe-media FILE... [--zone ID]\n"
         "The desktop window is not part of this build yet; the inspect verb shows a converted log.\n");
     return 2;
 }

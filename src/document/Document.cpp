@@ -164,6 +164,15 @@ void Document::addAsset(AssetPtr asset, MediaGroupPtr group) {
     emit documentAssetsUpdated();
 }
 
+void Document::addAssets(const std::vector<AssetPtr>& assets, const MediaGroupPtr& group) {
+    for (const auto& asset : assets) {
+        asset->setMediaGroup(group);
+        assets_.push_back(asset);
+    }
+    setEdited(true);
+    emit documentAssetsUpdated();
+}
+
 void Document::removeAsset(const AssetPtr& asset) {
     std::erase(assets_, asset);
     setEdited(true);

@@ -71,6 +71,8 @@ public:
     MediaGroupPtr mediaGroupNamed(const QString& name) const;
     const std::vector<AssetPtr>& assets() const { return assets_; }
     void addAsset(AssetPtr asset, MediaGroupPtr group);
+    // Many at once, announced once: a folder of files is one change.
+    void addAssets(const std::vector<AssetPtr>& assets, const MediaGroupPtr& group);
     void removeAsset(const AssetPtr& asset);
 
     // Derived from the main boat's log metadata.

@@ -123,24 +123,35 @@ OpenedContent fill(const DocumentReference& reference, const QString& packagePat
                              QDir(containingFolder).filePath(entry.pathRelativeToDocumentDir.value_or("")));
         if (path.isEmpty())
             progress.appendLog("Warning: media file not found: " + url.toString(QUrl::PreferLocalFile));
-        auto group = groupNamed(content, entry.mediaGroup);
-        TimeZone zone = zoneOr(entry.fileTimeZone, TimeZone::utc());
-        if (!entry.fileStartTime) {
-            progress.appendLog("Warning: no recording time stored for " + url.fileName() + ", skipping");
-            continue;
-        }
-        if (entry.kind == "PhotoAsset") {
-            content.assets.push_back(std::make_shared<PhotoAsset>(url, *entry.fileStartTime,
-                                                                  entry.offset.value_or(0.0), zone, group));
-        } else if (entry.kind == "VideoAsset") {
-            content.assets.push_back(std::make_shared<VideoAsset>(url, *entry.fileStartTime,
-                                                                  entry.duration.value_or(0.0),
-                                                                  entry.offset.value_or(0.0), zone, group));
-        } else {
+        const bool photo = entry.kind == "PhotoAsset";
+        if (!photo && entry.kind != "VideoAsset") {
             progress.appendLog("Warning: unknown kind of media \"" +
                                QString::fromStdString(entry.kind.value_or("")) + "\" for " + url.fileName() +
                                ", skipping");
+            continue;
         }
+        auto group = groupNamed(content, entry.mediaGroup);
+        TimeZone zone = zoneOr(entry.fileTimeZone, TimeZone::utc());
+        std::shared_ptr<MediaAsset> asset;
+        if (entry.fileStartTime) {
+            if (photo)
+                asset = std::make_shared<PhotoAsset>(url, *entry.fileStartTime, entry.offset.value_or(0.0),
+                                                     zone, group);
+            else
+                asset = std::make_shared<VideoAsset>(url, *entry.fileStartTime, entry.duration.value_or(0.0),
+                                                     entry.offset.value_or(0.0), zone, group);
+        } else if (!path.isEmpty()) {
+            // Saved before its time was known: place it from the file, as when it was added.
+            asset = photo ? std::shared_ptr<MediaAsset>(PhotoAsset::detect(url, zone, group).asset)
+                          : std::shared_ptr<MediaAsset>(VideoAsset::detect(url, zone, group).asset);
+            if (asset && entry.offset)
+                asset->setOffset(*entry.offset);
+        }
+        if (!asset) {
+            progress.appendLog("Warning: no recording time for " + url.fileName() + ", skipping");
+            continue;
+        }
+        content.assets.push_back(std::move(asset));
     }
     return content;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media/AssetDetection.h"
 #include "media/MediaAsset.h"
 
 // A video (or audio-only) file: it covers the event axis from its start to its end.
@@ -9,6 +10,17 @@ public:
                std::shared_ptr<MediaGroup> mediaGroup)
         : MediaAsset(std::move(url), fileStartTime, duration, offset, std::move(fileTimeZone),
                      std::move(mediaGroup)) {}
+
+    // Works out when the recording began: the file name, the QuickTime creation-date item, the
+    // container's creation date read in the zone its camera writes, the file-system creation date,
+    // in that order, one log line per source; then the duration and the sidecar subtitle offset.
+    // `fileTimeZone` is assumed for readings that carry no zone of their own.
+    static AssetDetection<VideoAsset> detect(const QUrl& url, const TimeZone& fileTimeZone,
+                                             std::shared_ptr<MediaGroup> mediaGroup);
+    // The same for the program: none when the file cannot be reached; stops the program when no
+    // source gives a time.
+    static std::shared_ptr<VideoAsset> create(const QUrl& url, const TimeZone& fileTimeZone,
+                                              std::shared_ptr<MediaGroup> mediaGroup);
 
     Kind kind() const override { return Kind::video; }
 };

@@ -1,7 +1,10 @@
 #include "support/LogFixture.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QUrl>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -125,4 +128,65 @@ TEST(InspectCommand, FailuresAreReportedNotCrashed) {
     EXPECT_TRUE(summary["end"].is_null());
     EXPECT_TRUE(summary["view"].is_null());
     EXPECT_TRUE(summary["segmentCount"].is_null());
+}
+
+TEST(InspectCommand, PrintsADocumentAsOpened) {
+    QTemporaryDir dir;
+    QString package = dir.filePath("Event.wakeline");
+    {
+        LogFixture log;
+        log.columns = {"TWS"};
+        log.times = {t0, t0 + 600};
+        log.values = {10, 12};
+        log.meta0 =
+            R"({"races": [{"time": "2023-06-06T12:01:00.0+0000", "raceDuration": 300, "raceType": "Race"}],
+                        "events": [{"eventType": "Gybe", "time": "2023-06-06T12:02:00.0+0000"}],
+                        "legs": [{"time": "2023-06-06T12:01:00.0+0000", "eventType": "Downwind", "duration": 120}]})";
+        QDir().mkpath(package + "/BoatLogs");
+        log.write(package + "/BoatLogs/6f9619ff-8b86-d011-b42d-00c04fc964ff.hdf5");
+        QFile video(dir.filePath("GX010001.MP4"));
+        video.open(QIODevice::WriteOnly);
+        QFile content(package + "/content.json");
+        content.open(QIODevice::WriteOnly);
+        content.write(QString(R"({"version": "1.0",
+          "assets": [{"url": {"relative": "%1"}, "pathRelativeToDocumentDir": "GX010001.MP4", "kind": "VideoAsset",
+                      "fileStartTime": %2, "duration": 100, "mediaGroup": "Onboard",
+                      "fileTimeZone": {"identifier": "UTC"}}],
+          "eventTimezone": {"identifier": "Europe/Berlin"},
+          "boats": [{"boat": {"fullName": "Stella", "shortName": "ST", "color": "ff0000", "displayMode": "Main",
+                              "boatLength": 12, "gpsOffset": 0.5},
+                     "logAssets": [{"uuid": "6F9619FF-8B86-D011-B42D-00C04FC964FF", "offset": 1}]}],
+          "mediaGroups": [{"name": "Onboard"}, {"name": "Drone"}]})")
+                          .arg(QUrl::fromLocalFile(dir.filePath("GX010001.MP4")).toString())
+                          .arg(t0 + 60 - 978307200.0, 0, 'f', 1)
+                          .toUtf8());
+    }
+
+    Outcome run = inspect({package, "--at", QString::number(t0 + 100, 'f', 0)});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    json d = json::parse(run.out);
+    EXPECT_EQ(d["boats"][0]["fullName"], "Stella");
+    EXPECT_EQ(d["boats"][0]["logAssets"][0]["uuid"], "6F9619FF-8B86-D011-B42D-00C04FC964FF");
+    EXPECT_EQ(d["boats"][0]["logAssets"][0]["records"], 2);
+    EXPECT_EQ(d["boats"][0]["logAssets"][0]["start"], t0 + 1);
+    EXPECT_EQ(d["races"][0]["name"], "Race 1");
+    EXPECT_EQ(d["races"][0]["finishTime"], t0 + 360);
+    EXPECT_EQ(d["legs"][0], json({{"start", t0 + 60}, {"end", t0 + 180}, {"type", "Downwind"}}));
+    EXPECT_EQ(d["gybeTimes"], json({t0 + 120}));
+    EXPECT_EQ(d["eventStartTime"], t0 - 600 + 1);
+    EXPECT_EQ(d["eventEndTime"], t0 + 601 + 600);
+    EXPECT_EQ(d["playbackPosition"], d["eventStartTime"]);
+    EXPECT_EQ(d["eventTimezone"], "Europe/Berlin");
+    EXPECT_EQ(d["mediaGroups"], json({"Onboard", "Drone"}));
+    EXPECT_EQ(d["assets"][0]["kind"], "VideoAsset");
+    EXPECT_EQ(d["assets"][0]["startTime"], t0 + 60);
+    EXPECT_EQ(d["assets"][0]["endTime"], t0 + 160);
+    EXPECT_EQ(d["visible"]["Onboard"],
+              QUrl::fromLocalFile(dir.filePath("GX010001.MP4")).toString().toStdString());
+    EXPECT_TRUE(d["visible"]["Drone"].is_null());
+
+    QDir().mkpath(dir.filePath("Empty.wakeline"));
+    Outcome missing = inspect({dir.filePath("Empty.wakeline")});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("The document information could not be loaded."), std::string::npos);
 }
