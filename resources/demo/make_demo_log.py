@@ -1,9 +1,10 @@
 #!/usr/bin/python3
-"""Writes the demo boat log: a 40-minute windward-leeward race off Kiel at 1 Hz.
+"""Writes the demo event: a 40-minute windward-leeward race off Kiel at 1 Hz.
 
 The table is written by pandas in its "fixed" format, the layout Wakeline reads; the metadata
 objects (file metadata, races/events/legs, parse context) are added as uint8 datasets of JSON.
-Usage: make_demo_log.py OUT.hdf5
+Usage: make_demo_log.py OUT.hdf5              the boat log alone
+       make_demo_log.py --package EVENT.wakeline   a document holding it
 """
 import json
 import math
@@ -62,15 +63,42 @@ def write_json(f, name, value):
     f.create_group(name).create_dataset("values", data=data)
 
 
+DEMO_UUID = "3F2504E0-4F89-11D3-9A0C-0305E82C3301"
+
+
+def write_package(package):
+    import os
+    os.makedirs(os.path.join(package, "BoatLogs"), exist_ok=True)
+    write_log(os.path.join(package, "BoatLogs", DEMO_UUID.lower() + ".hdf5"))
+    content = {
+        "version": "1.0",
+        "assets": [],
+        "eventTimezone": {"identifier": "Europe/Berlin"},
+        "boats": [{"boat": {"fullName": "Stella Maris", "shortName": "GER 7", "color": "1f6fd1",
+                            "displayMode": "Main", "boatLength": 12, "gpsOffset": 0.1},
+                   "logAssets": [{"uuid": DEMO_UUID, "offset": 0, "fileTimeZone": {"identifier": "UTC"}}]}],
+        "mediaGroups": [{"name": "Onboard"}, {"name": "Drone"}],
+    }
+    with open(os.path.join(package, "content.json"), "w") as f:
+        json.dump(content, f, indent=2)
+    print(f"wrote {package}")
+
+
 def main():
-    out = sys.argv[1]
+    if sys.argv[1] == "--package":
+        write_package(sys.argv[2])
+    else:
+        write_log(sys.argv[1])
+
+
+def write_log(out):
     frame, legs, tacks, gybes = simulate()
     frame.to_hdf(out, key="log0", mode="w", format="fixed")
     with h5py.File(out, "a") as f:
         write_json(f, "meta", {"segmentCount": 1})
         write_json(f, "meta0", {
-            "races": [{"time": iso(300), "raceDuration": 2100.0, "Portlat": LAT0 - 0.001, "Portlon": LON0 - 0.002,
-                       "Stbdlat": LAT0 + 0.001, "Stbdlon": LON0 + 0.002, "raceType": "Race"}],
+            "races": [{"time": iso(300), "raceDuration": 2100.0, "Portlat": round(LAT0 - 0.001, 6), "Portlon": round(LON0 - 0.002, 6),
+                       "Stbdlat": round(LAT0 + 0.001, 6), "Stbdlon": round(LON0 + 0.002, 6), "raceType": "Race"}],
             "events": [{"eventType": "Tack", "time": iso(t)} for t in tacks]
                       + [{"eventType": "Gybe", "time": iso(t)} for t in gybes],
             "legs": [{"time": iso(a), "eventType": kind, "duration": float(b - a)} for kind, a, b in legs],
