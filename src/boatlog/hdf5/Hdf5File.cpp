@@ -115,8 +115,9 @@ std::optional<std::vector<std::string>> Hdf5File::readStrings(const std::string&
         return std::nullopt;
     std::size_t count = (*dims)[0];
     std::vector<std::string> strings;
-    strings.reserve(count);
     try {
+        // A damaged header can claim any count: the allocation must fail inside the try.
+        strings.reserve(count);
         if (H5Tis_variable_str(fileType.get()) > 0) {
             Hdf5DatatypeHandle memoryType(H5Tcopy(H5T_C_S1));
             H5Tset_size(memoryType.get(), H5T_VARIABLE);
@@ -130,7 +131,7 @@ std::optional<std::vector<std::string>> Hdf5File::readStrings(const std::string&
             H5Dvlen_reclaim(memoryType.get(), space.get(), H5P_DEFAULT, pointers.data());
         } else {
             std::size_t width = H5Tget_size(fileType.get());
-            if (width == 0)
+            if (width == 0 || count > std::numeric_limits<std::size_t>::max() / width)
                 return std::nullopt;
             Hdf5DatatypeHandle memoryType(H5Tcopy(H5T_C_S1));
             H5Tset_size(memoryType.get(), width);
@@ -245,7 +246,8 @@ bool Hdf5File::writeStrings(const std::string& path, const std::vector<std::stri
         std::memcpy(buffer.data() + i * width, strings[i].data(), strings[i].size());
     Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
     H5Tset_size(type.get(), width);
-    H5Tset_strpad(type.get(), H5T_STR_NULLPAD);
+    H5Tset_strpad(type.get(),
+                  storage == StringStorage::fixedLengthNullTerminated ? H5T_STR_NULLTERM : H5T_STR_NULLPAD);
     return writeDataset(path, type.get(), type.get(), buffer.data(), shape);
 }
 
@@ -286,6 +288,114 @@ bool Hdf5File::writeIntegerAttribute(const std::string& objectPath, const std::s
     if (!attribute)
         return false;
     return H5Awrite(attribute.get(), H5T_NATIVE_INT64, &value) >= 0;
+}
+
+bool Hdf5File::writeAttribute(const std::string& objectPath, const std::string& name, hid_t fileType,
+                              hid_t space, hid_t memoryType, const void* data) {
+    Hdf5AttributeHandle attribute(H5Acreate_by_name(file_.get(), objectPath.c_str(), name.c_str(), fileType,
+                                                    space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    if (!attribute)
+        return false;
+    return !data || H5Awrite(attribute.get(), memoryType, data) >= 0;
+}
+
+bool Hdf5File::writeStringAttribute(const std::string& objectPath, const std::string& name,
+                                    const std::string& value, CharacterSet characterSet) {
+    Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
+    H5Tset_size(type.get(), std::max<std::size_t>(1, value.size()));
+    H5Tset_cset(type.get(), characterSet == CharacterSet::utf8 ? H5T_CSET_UTF8 : H5T_CSET_ASCII);
+    Hdf5DataspaceHandle space(H5Screate(H5S_SCALAR));
+    std::string padded = value.empty() ? std::string(1, '\0') : value;
+    return writeAttribute(objectPath, name, type.get(), space.get(), type.get(), padded.data());
+}
+
+bool Hdf5File::writeEmptyStringAttribute(const std::string& objectPath, const std::string& name,
+                                         CharacterSet characterSet) {
+    Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
+    H5Tset_size(type.get(), 1);
+    H5Tset_cset(type.get(), characterSet == CharacterSet::utf8 ? H5T_CSET_UTF8 : H5T_CSET_ASCII);
+    Hdf5DataspaceHandle space(H5Screate(H5S_NULL));
+    return writeAttribute(objectPath, name, type.get(), space.get(), type.get(), nullptr);
+}
+
+bool Hdf5File::writeBooleanAttribute(const std::string& objectPath, const std::string& name, bool value) {
+    Hdf5DataspaceHandle space(H5Screate(H5S_SCALAR));
+    std::uint8_t byte = value ? 1 : 0;
+    return writeAttribute(objectPath, name, H5T_STD_B8LE, space.get(), H5T_NATIVE_B8, &byte);
+}
+
+bool Hdf5File::createDoubles(const std::string& path, const std::vector<std::uint64_t>& shape) {
+    std::vector<hsize_t> dims(shape.begin(), shape.end());
+    Hdf5DataspaceHandle space(H5Screate_simple(static_cast<int>(dims.size()), dims.data(), nullptr));
+    if (!space)
+        return false;
+    Hdf5DatasetHandle dataset(H5Dcreate2(file_.get(), path.c_str(), H5T_IEEE_F64LE, space.get(), H5P_DEFAULT,
+                                         H5P_DEFAULT, H5P_DEFAULT));
+    return dataset.valid();
+}
+
+namespace {
+
+// Selects whole rows of a rank-1 or rank-2 dataset: the file's hyperslab and a memory space of
+// the same shape.
+struct RowSelection {
+    Hdf5DataspaceHandle fileSpace;
+    Hdf5DataspaceHandle memorySpace;
+};
+
+std::optional<RowSelection> selectRows(hid_t dataset, std::uint64_t firstRow, std::uint64_t rowCount) {
+    auto dims = shapeOf(dataset);
+    if (!dims || dims->empty() || dims->size() > 2 || firstRow > (*dims)[0] ||
+        rowCount > (*dims)[0] - firstRow || rowCount == 0)
+        return std::nullopt;
+    std::vector<hsize_t> start(dims->size(), 0), count(*dims);
+    start[0] = firstRow;
+    count[0] = rowCount;
+    RowSelection selection{
+        Hdf5DataspaceHandle(H5Dget_space(dataset)),
+        Hdf5DataspaceHandle(H5Screate_simple(static_cast<int>(count.size()), count.data(), nullptr))};
+    if (!selection.fileSpace || !selection.memorySpace ||
+        H5Sselect_hyperslab(selection.fileSpace.get(), H5S_SELECT_SET, start.data(), nullptr, count.data(),
+                            nullptr) < 0)
+        return std::nullopt;
+    return selection;
+}
+
+} // namespace
+
+bool Hdf5File::writeDoubleRows(const std::string& path, std::uint64_t firstRow, std::uint64_t rowCount,
+                               const double* data) {
+    if (rowCount == 0)
+        return true;
+    Hdf5DatasetHandle dataset = openDataset(path);
+    auto selection = dataset ? selectRows(dataset.get(), firstRow, rowCount) : std::nullopt;
+    return selection && H5Dwrite(dataset.get(), H5T_NATIVE_DOUBLE, selection->memorySpace.get(),
+                                 selection->fileSpace.get(), H5P_DEFAULT, data) >= 0;
+}
+
+bool Hdf5File::readDoubleRows(const std::string& path, std::uint64_t firstRow, std::uint64_t rowCount,
+                              double* data) const {
+    if (rowCount == 0)
+        return true;
+    Hdf5DatasetHandle dataset = openDataset(path);
+    if (!dataset)
+        return false;
+    Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
+    if (!fileType || !isNumeric(H5Tget_class(fileType.get())))
+        return false;
+    auto selection = selectRows(dataset.get(), firstRow, rowCount);
+    return selection && H5Dread(dataset.get(), H5T_NATIVE_DOUBLE, selection->memorySpace.get(),
+                                selection->fileSpace.get(), H5P_DEFAULT, data) >= 0;
+}
+
+std::optional<std::vector<std::uint64_t>> Hdf5File::shape(const std::string& path) const {
+    Hdf5DatasetHandle dataset = openDataset(path);
+    if (!dataset)
+        return std::nullopt;
+    auto dims = shapeOf(dataset.get());
+    if (!dims)
+        return std::nullopt;
+    return std::vector<std::uint64_t>(dims->begin(), dims->end());
 }
 
 bool Hdf5File::flush() {

@@ -19,7 +19,10 @@ public:
         DoubleArray values;
         std::vector<std::uint64_t> shape;
     };
-    enum class StringStorage { fixedLength, variableLength };
+    // fixedLength pads with NULs; fixedLengthNullTerminated is the same bytes marked the way
+    // numpy and PyTables mark their fixed strings.
+    enum class StringStorage { fixedLength, variableLength, fixedLengthNullTerminated };
+    enum class CharacterSet { ascii, utf8 };
     enum class IntegerType { uint8, int64 };
 
     static std::optional<Hdf5File> openReadOnly(const std::string& path);
@@ -47,6 +50,25 @@ public:
     bool writeStringAttribute(const std::string& objectPath, const std::string& name,
                               const std::string& value);
     bool writeIntegerAttribute(const std::string& objectPath, const std::string& name, std::int64_t value);
+    bool writeStringAttribute(const std::string& objectPath, const std::string& name,
+                              const std::string& value, CharacterSet characterSet);
+    // A one-character string attribute with an empty (null) dataspace: PyTables' empty TITLE.
+    bool writeEmptyStringAttribute(const std::string& objectPath, const std::string& name,
+                                   CharacterSet characterSet);
+    // An 8-bit bitfield attribute, the way numpy's bool reaches HDF5.
+    bool writeBooleanAttribute(const std::string& objectPath, const std::string& name, bool value);
+
+    // Tables too large to hold twice in memory are written in slabs of whole rows: the dataset is
+    // created first (rank 1 or 2), then filled row range by row range.
+    bool createDoubles(const std::string& path, const std::vector<std::uint64_t>& shape);
+    bool writeDoubleRows(const std::string& path, std::uint64_t firstRow, std::uint64_t rowCount,
+                         const double* data);
+    // Rows [firstRow, firstRow + rowCount) of a rank-1 or rank-2 numeric dataset, converted to
+    // double, into `data` (rowCount × columns values).
+    bool readDoubleRows(const std::string& path, std::uint64_t firstRow, std::uint64_t rowCount,
+                        double* data) const;
+    // The shape of a dataset, or none when it is missing.
+    std::optional<std::vector<std::uint64_t>> shape(const std::string& path) const;
     bool flush();
 
 private:
@@ -57,6 +79,8 @@ private:
                                       int minRank, int maxRank, std::vector<std::uint64_t>* shape) const;
     bool writeDataset(const std::string& path, hid_t fileType, hid_t memoryType, const void* data,
                       const std::vector<std::uint64_t>& shape);
+    bool writeAttribute(const std::string& objectPath, const std::string& name, hid_t fileType, hid_t space,
+                        hid_t memoryType, const void* data);
 
     Hdf5FileHandle file_;
 };

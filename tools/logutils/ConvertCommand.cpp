@@ -1,0 +1,404 @@
+#include "ConvertCommand.h"
+
+#include "ColumnNames.h"
+#include "MergedTable.h"
+#include "PandasFrameWriter.h"
+#include "boatlog/LogMetadata.h"
+#include "core/Diagnostics.h"
+#include "core/SerialQueue.h"
+#include "core/TimeZone.h"
+#include "readers/Hdf5LogReader.h"
+#include "readers/InstrumentLogReader.h"
+#include "readers/LineReader.h"
+#include "readers/PlainCsvReader.h"
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fast_float/fast_float.h>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string fixed(double value, int decimals) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    return text;
+}
+
+std::string megabytes(double bytes) {
+    return fixed(bytes / 1e6, bytes < 1e7 ? 2 : 1) + " MB";
+}
+
+std::string rateText(double rate) {
+    return (rate == std::floor(rate) ? std::to_string(static_cast<long long>(rate)) : fixed(rate, 3)) + " Hz";
+}
+
+void say(const std::string& line) {
+    Diagnostics::printLine(line);
+}
+
+// The failure: one line on stderr for the progress log, and the exit code.
+int fail(const std::string& reason) {
+    std::fprintf(stderr, "Error: %s\n", reason.c_str());
+    std::fflush(stderr);
+    return 2;
+}
+
+std::optional<double> numberArgument(const std::string& text) {
+    double value = 0.0;
+    auto result = fast_float::from_chars(text.data(), text.data() + text.size(), value);
+    if (result.ec != std::errc() || result.ptr != text.data() + text.size() || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+// Peak resident memory of this process, for the closing line.
+std::optional<double> peakMemoryBytes() {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::strtod(line.c_str() + 6, nullptr) * 1024.0;
+    return std::nullopt;
+}
+
+// The output is written under a temporary name beside it and renamed when complete; an
+// interrupted run removes it, so that no half-written log is ever found under the real name.
+char pendingOutput[4096];
+
+void removePendingOutput(int signal) {
+    if (pendingOutput[0])
+        ::unlink(pendingOutput);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+class PendingOutput {
+public:
+    explicit PendingOutput(const std::string& output)
+        : path_(output + ".partial-" + std::to_string(::getpid())) {
+        std::snprintf(pendingOutput, sizeof pendingOutput, "%s", path_.c_str());
+        std::signal(SIGINT, removePendingOutput);
+        std::signal(SIGTERM, removePendingOutput);
+        std::signal(SIGHUP, removePendingOutput);
+    }
+    ~PendingOutput() {
+        if (!committed_)
+            ::unlink(path_.c_str());
+        pendingOutput[0] = '\0';
+    }
+    PendingOutput(const PendingOutput&) = delete;
+    PendingOutput& operator=(const PendingOutput&) = delete;
+
+    const std::string& path() const { return path_; }
+    bool commit(const std::string& output, std::string& error) {
+        std::error_code code;
+        std::filesystem::rename(path_, output, code);
+        if (code) {
+            error = "cannot move the finished log to " + output + ": " + code.message();
+            return false;
+        }
+        committed_ = true;
+        return true;
+    }
+
+private:
+    std::string path_;
+    bool committed_ = false;
+};
+
+struct Input {
+    std::string path;
+    InputTable table;
+    std::vector<ColumnName> names; // by column
+};
+
+enum class ReadResult { read, skipped, failed };
+
+ReadResult readInput(Input& input, std::string& error) {
+    const std::string& path = input.path;
+    say("Reading " + path);
+    const auto started = Clock::now();
+    std::string reason;
+    auto lines = LineReader::openFile(path, reason);
+    if (!lines) {
+        error = "cannot open " + path + ": " + reason;
+        return ReadResult::failed;
+    }
+    const double bytes = static_cast<double>(lines->size());
+    bool read = false;
+    if (lines->head().empty()) {
+        reason = "the file is empty";
+    } else if (Hdf5LogReader::recognises(lines->head())) {
+        lines.reset();
+        SerialQueue::hdf().sync([&] { read = Hdf5LogReader::read(path, input.table, reason); });
+    } else if (InstrumentLogReader::recognises(lines->head())) {
+        read = InstrumentLogReader::read(*lines, input.table, reason);
+    } else {
+        read = PlainCsvReader::read(*lines, input.table, reason);
+    }
+    if (read && input.table.rowCount() == 0)
+        reason = "no records", read = false;
+    if (read && input.table.columns.empty())
+        reason = "no columns with values", read = false;
+
+    const InputTable& table = input.table;
+    const auto& lineSkips = table.skipped.lines();
+    const auto& valueSkips = table.skipped.values();
+    if (lineSkips.count > 0)
+        say("Skipped " + std::to_string(lineSkips.count) + (lineSkips.count == 1 ? " line" : " lines") +
+            " of " + path + ", first at " + lineSkips.first);
+    if (valueSkips.count > 0)
+        say("Skipped " + std::to_string(valueSkips.count) + (valueSkips.count == 1 ? " value" : " values") +
+            " of " + path + ", first at " + valueSkips.first);
+    if (!read) {
+        say("Skipped " + path + ": " + reason);
+        return ReadResult::skipped;
+    }
+    const double seconds = std::max(secondsSince(started), 1e-6);
+    say("Read " + std::to_string(table.rowCount()) + " records, " + std::to_string(table.columns.size()) +
+        " columns from " + path + " (" + table.kind + "): " + megabytes(bytes) + " in " + fixed(seconds, 2) +
+        " s, " + fixed(bytes / 1e6 / seconds, 1) + " MB/s");
+    return ReadResult::read;
+}
+
+// Brings every input onto one clock: UTC when any input knows its zone, else the wall-clock time
+// as read. Answers the parse context's utcOffset (minutes east of UTC), when there is one.
+std::optional<std::int64_t> alignClocks(std::vector<Input>& inputs, const std::optional<TimeZone>& zone) {
+    for (auto& input : inputs) {
+        if (!input.table.parseContext)
+            continue;
+        auto context = decodeParseContext(*input.table.parseContext);
+        if (context && context->utcOffset) {
+            // A converted log with a known zone: back to UTC.
+            const double shift = static_cast<double>(*context->utcOffset) * 60.0;
+            for (double& t : input.table.times)
+                t -= shift;
+            input.table.utcTimes = true;
+        }
+    }
+    bool anyUtc = false, anyWallClock = false;
+    double firstTime = INFINITY;
+    for (const auto& input : inputs) {
+        (input.table.utcTimes ? anyUtc : anyWallClock) = true;
+        firstTime = std::min(firstTime, input.table.times.front());
+    }
+    auto offsetAt = [&](double wallClock) { return zone->secondsFromGMT(Instant::fromUnix(wallClock)); };
+    if (!anyUtc) {
+        if (!zone) {
+            say("Times carry no zone: kept as the wall-clock time they show");
+            return std::nullopt;
+        }
+        int offset = offsetAt(firstTime);
+        say("Times carry no zone: kept as wall-clock time of " + zone->identifier());
+        return offset / 60;
+    }
+    for (auto& input : inputs) {
+        if (input.table.utcTimes)
+            continue;
+        if (zone) {
+            // One offset for the whole input, as the desktop program reads a log.
+            const double offset = offsetAt(input.table.times.front());
+            for (double& t : input.table.times)
+                t -= offset;
+            say("Times of " + input.path + " carry no zone: read in " + zone->identifier());
+        } else {
+            say("Warning: times of " + input.path +
+                " carry no zone; read as UTC to match the other inputs (name their zone with --zone)");
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+bool ConvertCommand::parseArguments(const std::vector<std::string>& arguments, ConvertOptions& options,
+                                    std::string& error) {
+    bool haveLength = false, haveOffset = false;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        std::string argument = arguments[i];
+        std::optional<std::string> attached;
+        if (argument.rfind("--", 0) == 0 && argument.find('=') != std::string::npos) {
+            attached = argument.substr(argument.find('=') + 1);
+            argument = argument.substr(0, argument.find('='));
+        }
+        auto value = [&]() -> std::optional<std::string> {
+            if (attached)
+                return attached;
+            if (i + 1 < arguments.size())
+                return arguments[++i];
+            error = argument + " needs a value";
+            return std::nullopt;
+        };
+        auto number = [&](double& target) {
+            auto text = value();
+            if (!text)
+                return false;
+            auto parsed = numberArgument(*text);
+            if (!parsed) {
+                error = argument + " needs a number, not \"" + *text + "\"";
+                return false;
+            }
+            target = *parsed;
+            return true;
+        };
+        if (argument == "-o" || argument == "--output") {
+            auto text = value();
+            if (!text)
+                return false;
+            options.output = *text;
+        } else if (argument == "--boatLength") {
+            if (!number(options.boatLength))
+                return false;
+            haveLength = true;
+        } else if (argument == "--gpsOffset") {
+            if (!number(options.gpsOffset))
+                return false;
+            haveOffset = true;
+        } else if (argument == "--rate") {
+            double rate = 0.0;
+            if (!number(rate))
+                return false;
+            if (!(rate > 0.0 && rate <= 1000.0)) {
+                error = "--rate needs a rate in Hz above 0 and at most 1000";
+                return false;
+            }
+            options.rate = rate;
+        } else if (argument == "--zone") {
+            auto text = value();
+            if (!text)
+                return false;
+            options.zone = *text;
+        } else if (argument.size() > 1 && argument.front() == '-') {
+            error = "unknown option " + argument;
+            return false;
+        } else {
+            options.inputs.push_back(argument);
+        }
+    }
+    if (options.output.empty())
+        error = "no output file (-o OUT)";
+    else if (!haveLength)
+        error = "no boat length (--boatLength L)";
+    else if (!haveOffset)
+        error = "no GPS offset (--gpsOffset G)";
+    else if (options.inputs.empty())
+        error = "no input files";
+    return error.empty();
+}
+
+int ConvertCommand::run(const ConvertOptions& options) {
+    const auto started = Clock::now();
+    std::optional<TimeZone> zone;
+    if (options.zone) {
+        zone = TimeZone::fromIdentifier(*options.zone);
+        if (!zone)
+            return fail("unknown time zone \"" + *options.zone + "\"");
+    }
+
+    std::vector<Input> inputs;
+    inputs.reserve(options.inputs.size());
+    for (const auto& path : options.inputs) {
+        Input input;
+        input.path = path;
+        std::string error;
+        ReadResult result = readInput(input, error);
+        if (result == ReadResult::failed)
+            return fail(error);
+        if (result == ReadResult::read)
+            inputs.push_back(std::move(input));
+    }
+    if (inputs.empty())
+        return fail(options.inputs.size() == 1 ? "nothing to convert in " + options.inputs.front()
+                                               : "nothing to convert in any of the " +
+                                                     std::to_string(options.inputs.size()) + " input files");
+
+    // Names and storage units.
+    for (auto& input : inputs) {
+        for (auto& column : input.table.columns) {
+            input.names.push_back(mapColumnName(column.name));
+            if (double factor = input.names.back().factor; factor != 1.0)
+                for (double& v : column.values)
+                    v *= factor;
+        }
+    }
+    const std::optional<std::int64_t> utcOffset = alignClocks(inputs, zone);
+
+    std::vector<const InputTable*> tables;
+    std::optional<double> densest;
+    for (auto& input : inputs) {
+        TimeGrid::SortReport report = TimeGrid::sortRows(input.table);
+        if (report.wasUnsorted)
+            say("Sorted the records of " + input.path + " by time");
+        if (report.duplicates > 0)
+            say("Merged " + std::to_string(report.duplicates) + " records of " + input.path +
+                " into records of the same time");
+        if (auto rate = TimeGrid::sampleRate(input.table))
+            densest = std::max(densest.value_or(0.0), *rate);
+        tables.push_back(&input.table);
+    }
+    const double rate = options.rate ? *options.rate : TimeGrid::roundedRate(densest.value_or(1.0));
+    TimeGrid::Grid grid = TimeGrid::makeGrid(tables, rate);
+    if (grid.times.empty())
+        return fail("no record falls on the " + rateText(rate) + " time grid");
+
+    MergedTable merged;
+    for (auto& input : inputs)
+        for (std::size_t c = 0; c < input.table.columns.size(); ++c)
+            merged.addSource(input.names[c].name, input.table, input.table.columns[c].values,
+                             input.names[c].circular);
+    say("Merging " + std::to_string(inputs.size()) + (inputs.size() == 1 ? " input" : " inputs") + " at " +
+        rateText(rate) + (options.rate ? "" : " (the densest input's rate)") + ": " +
+        std::to_string(grid.times.size()) + " records in " + std::to_string(grid.spans) +
+        (grid.spans == 1 ? " stretch" : " stretches") + ", " + std::to_string(merged.columnCount()) +
+        " columns");
+
+    nlohmann::ordered_json context = nlohmann::ordered_json::object();
+    if (utcOffset)
+        context["utcOffset"] = *utcOffset;
+
+    PendingOutput pending(options.output);
+    std::string error;
+    SerialQueue::hdf().sync([&] {
+        auto file = Hdf5File::create(pending.path());
+        if (!file) {
+            error = "cannot create " + options.output;
+            return;
+        }
+        PandasFrameWriter writer(*file);
+        bool written = writer.writeRootAttributes() &&
+                       writer.writeFrame("log0", merged.names(), grid.times.data(), grid.times.size(),
+                                         [&](std::uint64_t first, std::uint64_t count, double* out) {
+                                             merged.fill(grid.times, first, count, out);
+                                         }) &&
+                       writer.writeJson("meta", R"({"segmentCount": 1})") &&
+                       writer.writeJson("meta0", R"({"races": [], "events": [], "legs": []})") &&
+                       writer.writeJson("parseContext", context.dump()) && file->flush();
+        if (!written)
+            error = "cannot write " + options.output + " (is the disk full?)";
+    });
+    if (!error.empty() || !pending.commit(options.output, error))
+        return fail(error);
+
+    std::error_code code;
+    const double size = static_cast<double>(std::filesystem::file_size(options.output, code));
+    say("Wrote " + std::to_string(grid.times.size()) + " records, " + std::to_string(merged.columnCount()) +
+        " columns to " + options.output + " (" + megabytes(code ? 0.0 : size) + ")");
+    std::string done = "Converted in " + fixed(secondsSince(started), 2) + " s";
+    if (auto peak = peakMemoryBytes())
+        done += ", peak memory " + megabytes(*peak);
+    say(done);
+    return 0;
+}

@@ -1,0 +1,67 @@
+#include "ConvertCommand.h"
+#include "InfoCommand.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char* const usage =
+    "usage: logutils-cli convert -o OUT --boatLength L --gpsOffset G [--rate HZ] [--zone ID] INPUT...\n"
+    "       logutils-cli info FILE\n"
+    "       logutils-cli --help | --version\n";
+
+const char* const help =
+    "\n"
+    "convert  Reads instrument logs and writes them as one Wakeline boat log (HDF5) to OUT.\n"
+    "  INPUT          instrument CSV logs of navigation programs (sparse or dense form), CSV\n"
+    "                 tables with a time column (comma, semicolon or tab separated), and boat logs\n"
+    "                 converted earlier (.hdf5); several inputs are merged onto one time grid\n"
+    "  --boatLength L the boat's length in metres\n"
+    "  --gpsOffset G  the GPS antenna's distance from the bow in metres\n"
+    "  --rate HZ      records per second of the output (default: the densest input's rate,\n"
+    "                 rounded to 1, 2, 4, 5, 10, 20 or 25)\n"
+    "  --zone ID      the time zone (IANA name or GMT+hhmm) of inputs whose times carry none\n"
+    "  Progress goes to stdout line by line; a failure is one line on stderr and exit code 2,\n"
+    "  and leaves no output file.\n"
+    "\n"
+    "info     Prints a JSON summary of a boat log: records, columns, availableMetrics, start and\n"
+    "         end (Unix seconds), segmentCount, utcOffsetMinutes, raceRecords, eventRecords,\n"
+    "         legRecords.\n";
+
+int usageError(const std::string& reason) {
+    std::fprintf(stderr, "Error: %s\n%s", reason.c_str(), usage);
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.empty())
+        return usageError("no command");
+    const std::string command = arguments.front();
+    arguments.erase(arguments.begin());
+    if (command == "--help" || command == "-h" || command == "help") {
+        std::printf("%s%s", usage, help);
+        return 0;
+    }
+    if (command == "--version") {
+        std::printf("logutils-cli %s\n", LOGUTILS_VERSION);
+        return 0;
+    }
+    if (command == "convert") {
+        ConvertOptions options;
+        std::string error;
+        if (!ConvertCommand::parseArguments(arguments, options, error))
+            return usageError(error);
+        return ConvertCommand::run(options);
+    }
+    if (command == "info") {
+        if (arguments.size() != 1)
+            return usageError("info takes one file");
+        return InfoCommand::run(arguments.front());
+    }
+    return usageError("unknown command \"" + command + "\"");
+}

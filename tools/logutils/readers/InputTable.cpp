@@ -1,0 +1,51 @@
+#include "readers/InputTable.h"
+
+#include <algorithm>
+
+std::string SkipTally::describe(std::int64_t lineNumber, std::string_view reason, std::string_view text) {
+    std::string description = "line " + std::to_string(lineNumber) + ": " + std::string(reason);
+    if (text.empty())
+        return description;
+    // Enough of the offending text to recognise it, never a whole binary line.
+    constexpr std::size_t shown = 24;
+    description += " \"";
+    for (char c : text.substr(0, shown))
+        description += (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) ? '?' : c;
+    if (text.size() > shown)
+        description += "...";
+    description += '"';
+    return description;
+}
+
+void SkipTally::note(Count& count, std::int64_t lineNumber, std::string_view reason, std::string_view text) {
+    if (count.count++ == 0) {
+        count.firstLine = lineNumber;
+        count.first = describe(lineNumber, reason, text);
+    }
+}
+
+void SkipTally::addValues(std::int64_t count, std::int64_t lineNumber, const std::string& description) {
+    if (count <= 0)
+        return;
+    if (values_.count == 0 || lineNumber < values_.firstLine) {
+        values_.firstLine = lineNumber;
+        values_.first = description;
+    }
+    values_.count += count;
+}
+
+void InputColumn::noteBadCell(std::int64_t lineNumber, std::string_view text) {
+    if (badCells++ == 0) {
+        firstBadLine = lineNumber;
+        firstBad = SkipTally::describe(lineNumber, "not a number in column \"" + name + "\":", text);
+    }
+}
+
+void InputTable::finishColumns() {
+    for (const auto& column : columns)
+        if (column.numbers > 0)
+            skipped.addValues(column.badCells, column.firstBadLine, column.firstBad);
+    columns.erase(
+        std::remove_if(columns.begin(), columns.end(), [](const InputColumn& c) { return c.numbers == 0; }),
+        columns.end());
+}
