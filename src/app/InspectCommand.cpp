@@ -4,6 +4,7 @@
 #include "app/TimeArgument.h"
 #include "boatlog/BoatLogView.h"
 #include "boatlog/LogFileAsset.h"
+#include "boatlog/LogSummary.h"
 #include "core/Diagnostics.h"
 #include "metrics/Boat.h"
 
@@ -24,10 +25,6 @@ int usageError(const QString& message) {
                  "usage: wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
                  "[--metric KEY]...\n");
     return 2;
-}
-
-ordered_json optionalNumber(const std::optional<std::int64_t>& value) {
-    return value ? ordered_json(*value) : ordered_json(nullptr);
 }
 
 ordered_json viewJson(const BoatLogView& view, const std::vector<BoatMetric>& metrics) {
@@ -105,24 +102,7 @@ int InspectCommand::run(const QStringList& arguments) {
         return 1;
     const DoubleArrayBoatLog& log = *asset->boatLog();
 
-    ordered_json json;
-    json["records"] = log.recordCount();
-    json["columns"] = log.columnNames();
-    std::vector<BoatMetric> available = log.availableMetrics();
-    ordered_json availableKeys = ordered_json::array();
-    for (const auto& metric : available)
-        availableKeys.push_back(metric.rawKey());
-    json["availableMetrics"] = std::move(availableKeys);
-    json["start"] = asset->fileStartTime() ? ordered_json(asset->fileStartTime()->unixSeconds()) : nullptr;
-    json["end"] = asset->fileEndTime() ? ordered_json(asset->fileEndTime()->unixSeconds()) : nullptr;
-    json["segmentCount"] =
-        optionalNumber(asset->fileMetadata() ? asset->fileMetadata()->segmentCount : std::nullopt);
-    json["utcOffsetMinutes"] =
-        optionalNumber(asset->parseContext() ? asset->parseContext()->utcOffset : std::nullopt);
-    const auto& segment = asset->metadata();
-    json["raceRecords"] = segment ? segment->races.size() : 0;
-    json["eventRecords"] = segment ? segment->events.size() : 0;
-    json["legRecords"] = segment ? segment->legs.size() : 0;
+    ordered_json json = logSummary(*asset);
 
     json["view"] = nullptr;
     if (at) {
@@ -132,7 +112,7 @@ int InspectCommand::run(const QStringList& arguments) {
                 for (const QString& key : parser.values(metricOption))
                     metrics.emplace_back(key.toStdString());
             } else {
-                metrics = available;
+                metrics = log.availableMetrics();
             }
             json["view"] = viewJson(*view, metrics);
         }

@@ -1,6 +1,7 @@
 #include "InfoCommand.h"
 
 #include "boatlog/LogFileAsset.h"
+#include "boatlog/LogSummary.h"
 #include "core/Diagnostics.h"
 #include "metrics/Boat.h"
 #include "readers/Hdf5LogReader.h"
@@ -13,14 +14,6 @@
 #include <nlohmann/json.hpp>
 
 using nlohmann::ordered_json;
-
-namespace {
-
-ordered_json optionalNumber(const std::optional<std::int64_t>& value) {
-    return value ? ordered_json(*value) : ordered_json(nullptr);
-}
-
-} // namespace
 
 int InfoCommand::run(const std::string& path) {
     // The reader's own lines ("Loaded …", warnings) go to stderr; stdout holds only the JSON.
@@ -46,25 +39,7 @@ int InfoCommand::run(const std::string& path) {
         std::fprintf(stderr, "Error: %s is not a readable boat log\n", path.c_str());
         return 2;
     }
-    const DoubleArrayBoatLog& log = *asset->boatLog();
-
-    ordered_json json;
-    json["records"] = log.recordCount();
-    json["columns"] = log.columnNames();
-    ordered_json available = ordered_json::array();
-    for (const auto& metric : log.availableMetrics())
-        available.push_back(metric.rawKey());
-    json["availableMetrics"] = std::move(available);
-    json["start"] = asset->fileStartTime() ? ordered_json(asset->fileStartTime()->unixSeconds()) : nullptr;
-    json["end"] = asset->fileEndTime() ? ordered_json(asset->fileEndTime()->unixSeconds()) : nullptr;
-    json["segmentCount"] =
-        optionalNumber(asset->fileMetadata() ? asset->fileMetadata()->segmentCount : std::nullopt);
-    json["utcOffsetMinutes"] =
-        optionalNumber(asset->parseContext() ? asset->parseContext()->utcOffset : std::nullopt);
-    const auto& segment = asset->metadata();
-    json["raceRecords"] = segment ? segment->races.size() : 0;
-    json["eventRecords"] = segment ? segment->events.size() : 0;
-    json["legRecords"] = segment ? segment->legs.size() : 0;
+    ordered_json json = logSummary(*asset);
     std::cout << json.dump(2) << std::endl;
     return 0;
 }
