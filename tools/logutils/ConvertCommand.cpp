@@ -159,10 +159,10 @@ ReadResult readInput(Input& input, std::string& error) {
     const auto& valueSkips = table.skipped.values();
     if (lineSkips.count > 0)
         say("Skipped " + std::to_string(lineSkips.count) + (lineSkips.count == 1 ? " line" : " lines") +
-            " of " + path + ", first at " + lineSkips.first);
+            " of " + path + ", first at " + lineSkips.first());
     if (valueSkips.count > 0)
         say("Skipped " + std::to_string(valueSkips.count) + (valueSkips.count == 1 ? " value" : " values") +
-            " of " + path + ", first at " + valueSkips.first);
+            " of " + path + ", first at " + valueSkips.first());
     if (!read) {
         say("Skipped " + path + ": " + reason);
         return ReadResult::skipped;

@@ -216,10 +216,29 @@ void MergedTable::fill(const Values& grid, std::uint64_t first, std::uint64_t co
     const std::size_t columns = names_.size();
     // Column by column within blocks of rows small enough that the block stays in cache.
     constexpr std::uint64_t blockRows = 256;
+    std::vector<char> contiguous(tables_.size());
     for (std::uint64_t block = 0; block < count; block += blockRows) {
         const std::uint64_t blockEnd = std::min(count, block + blockRows);
+        // A table whose rows fall on the grid times of the whole block, one after another, as
+        // with a single input at its own rate: its columns are copied, not interpolated.
+        for (std::size_t t = 0; t < tables_.size(); ++t) {
+            const Table& table = tables_[t];
+            bool rowByRow = true;
+            for (std::uint64_t i = block; i < blockEnd && rowByRow; ++i)
+                rowByRow = table.kind[i] == exact && table.right[i] == table.right[block] + (i - block);
+            contiguous[t] = rowByRow;
+        }
         for (std::size_t c = 0; c < columns; ++c) {
             double* cell = out + block * columns + c;
+            if (sources_[c].size() == 1 && contiguous[sources_[c].front().table]) {
+                Source& source = sources_[c].front();
+                const double* values = source.values + tables_[source.table].right[block];
+                for (std::uint64_t i = block; i < blockEnd; ++i, cell += columns) {
+                    double v = values[i - block];
+                    *cell = std::isnan(v) ? sample(source, grid[first + i]) : v;
+                }
+                continue;
+            }
             for (std::uint64_t i = block; i < blockEnd; ++i, cell += columns) {
                 double v = missing;
                 for (auto& source : sources_[c]) {

@@ -1,6 +1,8 @@
 #include "PandasFrameWriter.h"
 
 #include <algorithm>
+#include <functional>
+#include <future>
 
 namespace {
 using Cs = Hdf5File::CharacterSet;
@@ -62,13 +64,25 @@ bool PandasFrameWriter::writeFrame(const std::string& group, const std::vector<s
         return false;
     const std::uint64_t slabRows =
         std::max<std::uint64_t>(1, slabBytes / (8 * std::max<std::uint64_t>(1, width)));
-    std::vector<double> slab;
-    for (std::uint64_t first = 0; first < rows; first += slabRows) {
+    // Two slabs: the next one is computed on another thread while this one is written.
+    std::vector<double> slab, next;
+    auto fillSlab = [&](std::vector<double>& into, std::uint64_t first) {
         std::uint64_t count = std::min(slabRows, rows - first);
-        slab.resize(count * width);
-        rowSource(first, count, slab.data());
-        if (!file_.writeDoubleRows(values, first, count, slab.data()))
+        into.resize(count * width);
+        rowSource(first, count, into.data());
+    };
+    if (rows > 0)
+        fillSlab(slab, 0);
+    for (std::uint64_t first = 0; first < rows; first += slabRows) {
+        std::future<void> filling;
+        if (first + slabRows < rows)
+            filling = std::async(std::launch::async, fillSlab, std::ref(next), first + slabRows);
+        bool written = file_.writeDoubleRows(values, first, std::min(slabRows, rows - first), slab.data());
+        if (filling.valid())
+            filling.get();
+        if (!written)
             return false;
+        slab.swap(next);
     }
     return true;
 }

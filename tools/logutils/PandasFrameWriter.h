@@ -15,7 +15,8 @@ class PandasFrameWriter {
 public:
     explicit PandasFrameWriter(Hdf5File& file) : file_(file) {}
 
-    // Fills rows [first, first + count), row-major.
+    // Fills rows [first, first + count), row-major. Called in ascending order, one call at a
+    // time, but not on the writer's thread: slabs are computed while the one before is written.
     using RowSource = std::function<void(std::uint64_t first, std::uint64_t count, double* out)>;
 
     // The attributes PyTables puts on the root group of every file it writes.

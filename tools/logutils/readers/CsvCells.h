@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstdint>
 #include <fast_float/fast_float.h>
 #include <string>
 #include <string_view>
@@ -13,7 +14,8 @@ public:
     enum class Cell { number, empty, bad };
 
     explicit CsvCells(char delimiter = ',', char decimalPoint = '.')
-        : delimiter_(delimiter), options_(fast_float::chars_format::general, decimalPoint) {}
+        : delimiter_(delimiter), decimalPoint_(decimalPoint),
+          options_(fast_float::chars_format::general, decimalPoint) {}
 
     char delimiter() const { return delimiter_; }
 
@@ -24,6 +26,8 @@ public:
             ++p;
         if (p == end || *p == delimiter_)
             return Cell::empty;
+        if (plainDecimal(p, end, value))
+            return Cell::number;
         const char* start = p;
         if (*p == '+')
             ++p;
@@ -49,8 +53,45 @@ public:
     void split(std::string_view line, std::vector<std::string>& fields) const;
 
 private:
+    // Most cells of a log are short plain decimals ("-12.375"). When their digits fit a double
+    // exactly, dividing by the exact power of ten rounds once, correctly: the very double that
+    // fast_float answers, at a fraction of its cost. Anything else is left to fast_float.
+    bool plainDecimal(const char*& p, const char* end, double& value) const {
+        static constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                                 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+        const char* q = p;
+        const bool negative = *q == '-';
+        q += negative;
+        std::uint64_t digits = 0;
+        const char* first = q;
+        while (q != end && static_cast<unsigned char>(*q - '0') < 10)
+            digits = digits * 10 + static_cast<unsigned char>(*q++ - '0');
+        if (q == first)
+            return false;
+        std::size_t decimals = 0;
+        if (q != end && *q == decimalPoint_) {
+            const char* fraction = ++q;
+            while (q != end && static_cast<unsigned char>(*q - '0') < 10)
+                digits = digits * 10 + static_cast<unsigned char>(*q++ - '0');
+            decimals = static_cast<std::size_t>(q - fraction);
+            if (decimals == 0)
+                return false;
+        }
+        // 19 digits cannot overflow; 2^53 and 10^22 are the largest a double holds exactly.
+        const auto length = static_cast<std::size_t>(q - first) - (decimals > 0);
+        if (length > 19 || digits > (std::uint64_t{1} << 53) || decimals > 22 ||
+            (q != end && *q != delimiter_))
+            return false;
+        const double magnitude = static_cast<double>(digits) / powersOfTen[decimals];
+        value = negative ? -magnitude : magnitude;
+        p = q;
+        return true;
+    }
+
     Cell slowNumber(const char*& p, const char* end, double& value) const;
 
     char delimiter_;
+    char decimalPoint_;
     fast_float::parse_options options_;
 };

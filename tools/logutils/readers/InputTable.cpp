@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-std::string SkipTally::describe(std::int64_t lineNumber, std::string_view reason, std::string_view text) {
-    std::string description = "line " + std::to_string(lineNumber) + ": " + std::string(reason);
+std::string SkipTally::describe(std::string_view reason, std::string_view text) {
+    std::string description(reason);
     if (text.empty())
         return description;
     // Enough of the offending text to recognise it, never a whole binary line.
@@ -20,24 +20,36 @@ std::string SkipTally::describe(std::int64_t lineNumber, std::string_view reason
 void SkipTally::note(Count& count, std::int64_t lineNumber, std::string_view reason, std::string_view text) {
     if (count.count++ == 0) {
         count.firstLine = lineNumber;
-        count.first = describe(lineNumber, reason, text);
+        count.firstWhat = describe(reason, text);
     }
 }
 
-void SkipTally::addValues(std::int64_t count, std::int64_t lineNumber, const std::string& description) {
+void SkipTally::addValues(std::int64_t count, std::int64_t lineNumber, const std::string& what) {
     if (count <= 0)
         return;
     if (values_.count == 0 || lineNumber < values_.firstLine) {
         values_.firstLine = lineNumber;
-        values_.first = description;
+        values_.firstWhat = what;
     }
     values_.count += count;
+}
+
+void SkipTally::append(const SkipTally& later, std::int64_t linesBefore) {
+    for (auto [count, other] : {std::pair{&lines_, &later.lines_}, std::pair{&values_, &later.values_}}) {
+        if (other->count == 0)
+            continue;
+        if (count->count == 0) {
+            count->firstLine = other->firstLine + linesBefore;
+            count->firstWhat = other->firstWhat;
+        }
+        count->count += other->count;
+    }
 }
 
 void InputColumn::noteBadCell(std::int64_t lineNumber, std::string_view text) {
     if (badCells++ == 0) {
         firstBadLine = lineNumber;
-        firstBad = SkipTally::describe(lineNumber, "not a number in column \"" + name + "\":", text);
+        firstBad = SkipTally::describe("not a number in column \"" + name + "\":", text);
     }
 }
 

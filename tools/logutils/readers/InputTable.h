@@ -18,21 +18,26 @@ public:
     struct Count {
         std::int64_t count = 0;
         std::int64_t firstLine = 0;
-        std::string first; // "line 17: not a number \"7.2x\""
+        std::string firstWhat; // "not a number \"7.2x\""
+
+        std::string first() const { return "line " + std::to_string(firstLine) + ": " + firstWhat; }
     };
 
     void skipLine(std::int64_t lineNumber, std::string_view reason) { note(lines_, lineNumber, reason, {}); }
     void skipValue(std::int64_t lineNumber, std::string_view reason, std::string_view text = {}) {
         note(values_, lineNumber, reason, text);
     }
-    // Adds `count` skipped values whose earliest was at `lineNumber` for `description`.
-    void addValues(std::int64_t count, std::int64_t lineNumber, const std::string& description);
+    // Adds `count` skipped values whose earliest was at `lineNumber` for `what`.
+    void addValues(std::int64_t count, std::int64_t lineNumber, const std::string& what);
+    // Adds the tally of the part of a file that follows this one's part, whose line numbers
+    // start after `linesBefore` lines.
+    void append(const SkipTally& later, std::int64_t linesBefore);
 
     const Count& lines() const { return lines_; }
     const Count& values() const { return values_; }
 
-    // "line 17: not a number \"7.2x\"", the offending text cut short and made printable.
-    static std::string describe(std::int64_t lineNumber, std::string_view reason, std::string_view text);
+    // "not a number \"7.2x\"", the offending text cut short and made printable.
+    static std::string describe(std::string_view reason, std::string_view text);
 
 private:
     static void note(Count& count, std::int64_t lineNumber, std::string_view reason, std::string_view text);
@@ -50,7 +55,7 @@ struct InputColumn {
     std::int64_t numbers = 0;
     std::int64_t badCells = 0;
     std::int64_t firstBadLine = 0;
-    std::string firstBad;
+    std::string firstBad; // described as in SkipTally, without the line
 
     void noteBadCell(std::int64_t lineNumber, std::string_view text);
 };

@@ -3,8 +3,11 @@
 #include "readers/CsvCells.h"
 #include "readers/TimeText.h"
 
+#include <atomic>
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -35,14 +38,25 @@ bool integerText(std::string_view text, int& value) {
     return true;
 }
 
+bool isNamesOrChannelLine(std::string_view line) {
+    return startsWithNoCase(line, "!boat,");
+}
+
 class Reader {
 public:
-    Reader(LineReader& lines, InputTable& table) : lines_(lines), table_(table) {}
+    Reader(LineReader& lines, InputTable& table, std::uint64_t halvesFrom)
+        : lines_(lines), table_(table), halvesFrom_(halvesFrom) {}
 
     bool run(std::string& error) {
         std::string_view line;
         table_.kind = "instrument log";
-        while (lines_.next(line)) {
+        while (true) {
+            if (half_ && lines_.position() >= half_->start && joinSecondHalf(error))
+                break;
+            if (!error.empty())
+                return false;
+            if (!lines_.next(line))
+                break;
             if (line.empty())
                 continue;
             if (line.front() == '!') {
@@ -51,8 +65,13 @@ public:
                 table_.skipped.skipLine(lines_.lineNumber(), "a record before any header");
             } else {
                 dataLine(line);
+                if (!half_ && boat_ && !splitTried_)
+                    startSecondHalf();
             }
         }
+        if (half_)
+            half_->stop = true; // read error: the second half is no use
+        half_.reset();
         if (!lines_.readError().empty()) {
             error = "read error: " + lines_.readError();
             return false;
@@ -68,9 +87,115 @@ public:
     }
 
 private:
+    // The second half of a large log, read on a thread of its own with the header as it stood
+    // when the records began. A names or channel line further on (a program restarted) changes
+    // how the records after it read: then the second half is void, and read again here.
+    struct SecondHalf {
+        std::uint64_t start = 0;
+        std::optional<LineReader> lines;
+        InputTable table;
+        std::unique_ptr<Reader> reader;
+        std::atomic<bool> stop = false;
+        bool finished = false; // read to the end, not voided
+        std::thread thread;
+
+        ~SecondHalf() {
+            stop = true;
+            if (thread.joinable())
+                thread.join();
+        }
+    };
+
+    // Reading as the second half: the header state of the reader that splits, nothing else.
+    Reader(LineReader& lines, InputTable& table, const Reader& first)
+        : lines_(lines), table_(table), halvesFrom_(std::numeric_limits<std::uint64_t>::max()),
+          names_(first.names_), channelNames_(first.channelNames_),
+          channelColumns_(first.channelNames_.size(), unmapped), boat_(first.boat_), sparse_(first.sparse_) {}
+
+    void readSecondHalf(SecondHalf& half) {
+        std::string_view line;
+        while (!half.stop.load(std::memory_order_relaxed) && lines_.next(line)) {
+            if (line.empty())
+                continue;
+            if (line.front() != '!')
+                dataLine(line);
+            else if (isNamesOrChannelLine(line))
+                return;
+        }
+        half.finished = !half.stop.load(std::memory_order_relaxed);
+    }
+
+    // Once the first records are in, so that both halves begin with the same boat and columns.
+    void startSecondHalf() {
+        splitTried_ = true;
+        const std::uint64_t here = lines_.position();
+        if (lines_.size() <= here || lines_.size() - here < halvesFrom_ ||
+            std::thread::hardware_concurrency() < 2)
+            return;
+        auto start = lines_.lineStartFrom(here + (lines_.size() - here) / 2);
+        std::string error;
+        std::optional<LineReader> rest = start ? lines_.from(*start, error) : std::nullopt;
+        if (!rest)
+            return;
+        half_ = std::make_unique<SecondHalf>();
+        SecondHalf& half = *half_;
+        half.start = *start;
+        half.lines.emplace(std::move(*rest));
+        half.reader.reset(new Reader(*half.lines, half.table, *this));
+        half.thread = std::thread([&half] { half.reader->readSecondHalf(half); });
+    }
+
+    // At the end of the first half: takes in the second half's records. True when done; false
+    // when reading goes on here, or with `error` when it cannot.
+    bool joinSecondHalf(std::string& error) {
+        std::unique_ptr<SecondHalf> half = std::move(half_);
+        half->thread.join();
+        if (!half->lines->readError().empty()) {
+            error = "read error: " + half->lines->readError();
+            return false;
+        }
+        if (!half->finished)
+            return false;
+        appendTable(half->table, half->reader->columnByName_, lines_.lineNumber());
+        return true;
+    }
+
+    void appendTable(InputTable& later, const std::unordered_map<std::string, int>& laterColumns,
+                     std::int64_t linesBefore) {
+        const std::size_t rows = table_.rowCount();
+        // Columns first seen in the second half come after the others, as when read in one go.
+        std::vector<InputColumn*> sources;
+        for (auto& column : later.columns)
+            mappedColumn(column.name);
+        sources.assign(table_.columns.size(), nullptr);
+        for (const auto& [name, index] : laterColumns)
+            sources[static_cast<std::size_t>(columnByName_.at(name))] =
+                &later.columns[static_cast<std::size_t>(index)];
+        for (std::size_t c = 0; c < table_.columns.size(); ++c) {
+            InputColumn& column = table_.columns[c];
+            InputColumn* source = sources[c];
+            if (!source) {
+                column.values.resize(rows + later.rowCount(), missing);
+                continue;
+            }
+            column.values.insert(column.values.end(), source->values.begin(), source->values.end());
+            Values().swap(source->values); // so that the two halves are never held twice
+            column.numbers += source->numbers;
+            if (column.badCells == 0 && source->badCells > 0) {
+                column.firstBadLine = source->firstBadLine + linesBefore;
+                column.firstBad = source->firstBad;
+            }
+            column.badCells += source->badCells;
+        }
+        table_.times.insert(table_.times.end(), later.times.begin(), later.times.end());
+        table_.skipped.append(later.skipped, linesBefore);
+    }
+
     void headerLine(std::string_view line) {
-        if (!startsWithNoCase(line, "!boat,"))
+        if (!isNamesOrChannelLine(line))
             return; // "!v11.16.1" and the like
+        if (half_)
+            half_->stop = true;
         cells_.split(line, fields_);
         int number = 0;
         if (fields_.size() > 1 && integerText(fields_[1], number)) {
@@ -259,6 +384,7 @@ private:
 
     LineReader& lines_;
     InputTable& table_;
+    const std::uint64_t halvesFrom_;
     CsvCells cells_;
     std::vector<std::string> fields_;
     std::vector<std::string> names_;
@@ -270,6 +396,8 @@ private:
     std::optional<double> boat_;
     std::size_t expectedRows_ = 0;
     bool sparse_ = false;
+    bool splitTried_ = false;
+    std::unique_ptr<SecondHalf> half_;
 };
 
 } // namespace
@@ -280,6 +408,7 @@ bool InstrumentLogReader::recognises(std::string_view head) {
     return startsWithNoCase(head, "!boat,");
 }
 
-bool InstrumentLogReader::read(LineReader& lines, InputTable& table, std::string& error) {
-    return Reader(lines, table).run(error);
+bool InstrumentLogReader::read(LineReader& lines, InputTable& table, std::string& error,
+                               std::uint64_t halvesFrom) {
+    return Reader(lines, table, halvesFrom).run(error);
 }

@@ -3,6 +3,7 @@
 #include "readers/InputTable.h"
 #include "readers/LineReader.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,8 +14,13 @@
 namespace InstrumentLogReader {
 
 bool recognises(std::string_view head);
+
+// Logs with at least this many bytes of records are read in two halves at once, on two threads.
+constexpr std::uint64_t defaultHalvesFrom = 8 << 20;
+
 // False, with the reason in `error`, when the input is not such a log at all; skipped lines and
-// values are counted in the table.
-bool read(LineReader& lines, InputTable& table, std::string& error);
+// values are counted in the table. The table is the same however the log was read.
+bool read(LineReader& lines, InputTable& table, std::string& error,
+          std::uint64_t halvesFrom = defaultHalvesFrom);
 
 } // namespace InstrumentLogReader

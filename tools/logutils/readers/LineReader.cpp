@@ -22,8 +22,10 @@ LineReader::~LineReader() {
 
 LineReader::LineReader(LineReader&& other) noexcept
     : fd_(std::exchange(other.fd_, -1)), buffer_(std::move(other.buffer_)), capacity_(other.capacity_),
-      begin_(other.begin_), end_(other.end_), eof_(other.eof_), memory_(other.memory_), head_(other.head_),
-      lineNumber_(other.lineNumber_), size_(other.size_), readError_(std::move(other.readError_)) {}
+      begin_(other.begin_), end_(other.end_), base_(other.base_), eof_(other.eof_),
+      atInputStart_(other.atInputStart_), byOffset_(other.byOffset_), memory_(other.memory_),
+      head_(other.head_), lineNumber_(other.lineNumber_), size_(other.size_),
+      readError_(std::move(other.readError_)) {}
 
 std::optional<LineReader> LineReader::openFile(const std::string& path, std::string& error) {
     LineReader reader;
@@ -65,6 +67,7 @@ bool LineReader::fill() {
         return false;
     if (begin_ > 0) {
         std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
+        base_ += begin_;
         end_ -= begin_;
         begin_ = 0;
     }
@@ -77,7 +80,10 @@ bool LineReader::fill() {
     }
     std::size_t before = end_;
     while (end_ < capacity_) {
-        ssize_t n = ::read(fd_, buffer_.get() + end_, capacity_ - end_);
+        // By offset for a part of a file; a whole input may be a pipe.
+        ssize_t n = !byOffset_ ? ::read(fd_, buffer_.get() + end_, capacity_ - end_)
+                               : ::pread(fd_, buffer_.get() + end_, capacity_ - end_,
+                                         static_cast<off_t>(base_ + end_));
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
@@ -115,7 +121,58 @@ bool LineReader::next(std::string_view& line) {
     begin_ = newline ? stop + 1 : stop;
     if (!line.empty() && line.back() == '\r')
         line.remove_suffix(1);
-    if (++lineNumber_ == 1 && line.substr(0, 3) == "\xEF\xBB\xBF")
+    if (++lineNumber_ == 1 && atInputStart_ && line.substr(0, 3) == "\xEF\xBB\xBF")
         line.remove_prefix(3);
     return true;
+}
+
+std::optional<std::uint64_t> LineReader::lineStartFrom(std::uint64_t offset) const {
+    if (offset == 0)
+        return 0;
+    // The line end before `offset`, or the first one after it.
+    std::uint64_t at = offset - 1;
+    if (fd_ < 0) {
+        std::size_t newline = memory_.find('\n', at);
+        if (newline == std::string_view::npos || newline + 1 >= memory_.size())
+            return std::nullopt;
+        return newline + 1;
+    }
+    char block[64 << 10];
+    while (at < size_ && at - (offset - 1) < maximumLine) {
+        ssize_t n = ::pread(fd_, block, sizeof block, static_cast<off_t>(at));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return std::nullopt;
+        if (auto* newline = static_cast<const char*>(std::memchr(block, '\n', static_cast<std::size_t>(n)))) {
+            std::uint64_t start = at + static_cast<std::uint64_t>(newline - block) + 1;
+            return start < size_ ? std::optional(start) : std::nullopt;
+        }
+        at += static_cast<std::uint64_t>(n);
+    }
+    return std::nullopt;
+}
+
+std::optional<LineReader> LineReader::from(std::uint64_t start, std::string& error) const {
+    LineReader reader;
+    reader.atInputStart_ = start == 0;
+    reader.size_ = start < size_ ? size_ - start : 0;
+    if (fd_ < 0) {
+        reader.memory_ = memory_.substr(std::min<std::size_t>(start, memory_.size()));
+        reader.end_ = reader.memory_.size();
+        reader.head_ = reader.memory_.substr(0, chunkSize);
+        return reader;
+    }
+    // Its own descriptor, closed with it; it reads by offset, so the two never disturb each other.
+    reader.fd_ = ::fcntl(fd_, F_DUPFD_CLOEXEC, 0);
+    if (reader.fd_ < 0) {
+        error = std::strerror(errno);
+        return std::nullopt;
+    }
+    reader.base_ = start;
+    reader.byOffset_ = true;
+    reader.capacity_ = chunkSize;
+    reader.buffer_.reset(new char[reader.capacity_]);
+    reader.eof_ = false;
+    return reader;
 }

@@ -32,6 +32,15 @@ public:
     // A read error met on the way, empty if none.
     const std::string& readError() const { return readError_; }
 
+    // Byte offset in the input of the next line to be handed out.
+    std::uint64_t position() const { return base_ + begin_; }
+    // Offset of the first line that starts at or after `offset`; none when no line does.
+    std::optional<std::uint64_t> lineStartFrom(std::uint64_t offset) const;
+    // A reader of the input from `start`, a line start, to its end, independent of this one, so
+    // that two threads can read two parts of one file at once. Its line numbers count from
+    // `start`, and its size() is that of its part.
+    std::optional<LineReader> from(std::uint64_t start, std::string& error) const;
+
 private:
     LineReader() = default;
     bool fill();
@@ -41,7 +50,10 @@ private:
     std::size_t capacity_ = 0;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
+    std::uint64_t base_ = 0; // input offset of buffer_[0]
     bool eof_ = true;
+    bool atInputStart_ = true; // a byte-order mark can only be at the very start
+    bool byOffset_ = false;    // a part of a file, read with pread()
     std::string_view memory_;
     std::string_view head_;
     std::int64_t lineNumber_ = 0;
