@@ -97,6 +97,9 @@ private:
         std::unique_ptr<Reader> reader;
         std::atomic<bool> stop = false;
         bool finished = false; // read to the end, not voided
+        // Set by the first half when its own header changed: the second half may have finished
+        // before it heard, and its records still read with the old header.
+        bool voided = false;
         std::thread thread;
 
         ~SecondHalf() {
@@ -154,7 +157,7 @@ private:
             error = "read error: " + half->lines->readError();
             return false;
         }
-        if (!half->finished)
+        if (!half->finished || half->voided)
             return false;
         appendTable(half->table, half->reader->columnByName_, lines_.lineNumber());
         return true;
@@ -194,8 +197,10 @@ private:
     void headerLine(std::string_view line) {
         if (!isNamesOrChannelLine(line))
             return; // "!v11.16.1" and the like
-        if (half_)
+        if (half_) {
+            half_->voided = true;
             half_->stop = true;
+        }
         cells_.split(line, fields_);
         int number = 0;
         if (fields_.size() > 1 && integerText(fields_[1], number)) {
