@@ -1,4 +1,4 @@
-#include "app/InspectCommand.h"
+#include "app/ExamineCommand.h"
 #include "app/ProbeMediaCommand.h"
 
 #include <QCoreApplication>
@@ -13,7 +13,7 @@ int main(int argc, char* argv[]) {
     QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() >= 2 && arguments[1] == "inspect") {
         arguments.removeAt(1);
-        return InspectCommand::run(arguments);
+        return ExamineCommand::run(arguments);
     }
     if (arguments.size() >= 2 && arguments[1] == "probe-media") {
         arguments.removeAt(1);

@@ -1,6 +1,6 @@
-#include "app/InspectCommand.h"
+#include "app/ExamineCommand.h"
 
-#include "app/DocumentInspection.h"
+#include "app/DocumentSummary.h"
 #include "app/TimeArgument.h"
 #include "boatlog/BoatLogView.h"
 #include "boatlog/LogFileAsset.h"
@@ -53,7 +53,7 @@ ordered_json viewJson(const BoatLogView& view, const std::vector<BoatMetric>& me
 
 } // namespace
 
-int InspectCommand::run(const QStringList& arguments) {
+int ExamineCommand::run(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.addPositionalArgument("file", "A converted boat log (.hdf5) or a document package.");
     QCommandLineOption zoneOption("zone", "Time zone of the log's clock times (default UTC).", "ID");
@@ -93,7 +93,7 @@ int InspectCommand::run(const QStringList& arguments) {
     Diagnostics::setStream(stderr);
     const QString path = positional.front();
     if (QFileInfo(path).isDir())
-        return DocumentInspection::run(path, at);
+        return DocumentSummary::run(path, at);
     auto boat =
         Boat::create(QFileInfo(path).completeBaseName(), "", RgbColor::pureRed(), Boat::DisplayMode::Main);
     auto asset =

@@ -43,7 +43,7 @@ QString writeSample(const QTemporaryDir& dir) {
 
 } // namespace
 
-TEST(InspectCommand, PrintsTheLogSummaryAndTheViewAtATime) {
+TEST(ExamineCommand, PrintsTheLogSummaryAndTheViewAtATime) {
     QTemporaryDir dir;
     QString path = writeSample(dir);
 
@@ -96,7 +96,7 @@ TEST(InspectCommand, PrintsTheLogSummaryAndTheViewAtATime) {
     EXPECT_TRUE(json::parse(last.out)["view"].is_null());
 }
 
-TEST(InspectCommand, FailuresAreReportedNotCrashed) {
+TEST(ExamineCommand, FailuresAreReportedNotCrashed) {
     QTemporaryDir dir;
     Outcome missing = inspect({dir.filePath("none.hdf5")});
     EXPECT_EQ(missing.exitCode, 1);
@@ -130,7 +130,7 @@ TEST(InspectCommand, FailuresAreReportedNotCrashed) {
     EXPECT_TRUE(summary["segmentCount"].is_null());
 }
 
-TEST(InspectCommand, PrintsADocumentAsOpened) {
+TEST(ExamineCommand, PrintsADocumentAsOpened) {
     QTemporaryDir dir;
     QString package = dir.filePath("Event.wakeline");
     {

@@ -1,4 +1,4 @@
-#include "app/DocumentInspection.h"
+#include "app/DocumentSummary.h"
 
 #include "app/StderrProgress.h"
 #include "boatlog/LogFileAsset.h"
@@ -113,7 +113,7 @@ ordered_json documentJson(const Document& document) {
 
 } // namespace
 
-int DocumentInspection::run(const QString& packagePath, std::optional<Instant> at) {
+int DocumentSummary::run(const QString& packagePath, std::optional<Instant> at) {
     auto read = DocumentPackageReader::read(packagePath);
     if (auto* error = std::get_if<DocumentLoadingError>(&read)) {
         std::fprintf(stderr, "%s\n", qPrintable(failureReason(*error)));

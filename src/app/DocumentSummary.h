@@ -7,7 +7,7 @@
 
 // `wakeline inspect DOC [--at TIME]`: opens a package as the desktop program does, without a
 // window, and prints the document as one JSON object. Exit 0, or 1 when it cannot be opened.
-class DocumentInspection {
+class DocumentSummary {
 public:
     static int run(const QString& packagePath, std::optional<Instant> at);
 };
