@@ -57,10 +57,14 @@ void Document::pause() {
     emit playbackPaused(eventPlaybackPosition_);
     lastPlayTimeSystem_.reset();
     lastPlayTimeEvent_.reset();
-    delete timer_;
-    timer_ = nullptr;
-    delete timestampWriteTimer_;
-    timestampWriteTimer_ = nullptr;
+    // A seek made from a slot of the tick itself pauses while the timer is still signalling.
+    for (QTimer** t : {&timer_, &timestampWriteTimer_}) {
+        if (*t) {
+            (*t)->stop();
+            (*t)->deleteLater();
+            *t = nullptr;
+        }
+    }
     timestampWriteFileHandle_.reset();
 }
 
