@@ -346,16 +346,23 @@ private:
             cell = cells_.number(p, end, value);
             if (!known)
                 continue;
-            InputColumn& column = table_.columns[static_cast<std::size_t>(c)];
-            if (cell == CsvCells::Cell::number) {
-                row_[static_cast<std::size_t>(c)] = value;
-                ++column.numbers;
-                ++values;
-            } else if (cell == CsvCells::Cell::bad) {
-                column.noteBadCell(lineNumber, std::string_view(start, static_cast<std::size_t>(p - start)));
-            }
+            values += storeCell(c, cell, value, lineNumber,
+                                std::string_view(start, static_cast<std::size_t>(p - start)));
         }
         return values;
+    }
+
+    // One parsed cell of column c into the row being built; 1 when it held a number.
+    int storeCell(int c, CsvCells::Cell cell, double value, std::int64_t lineNumber, std::string_view text) {
+        InputColumn& column = table_.columns[static_cast<std::size_t>(c)];
+        if (cell == CsvCells::Cell::number) {
+            row_[static_cast<std::size_t>(c)] = value;
+            ++column.numbers;
+            return 1;
+        }
+        if (cell == CsvCells::Cell::bad)
+            column.noteBadCell(lineNumber, text);
+        return 0;
     }
 
     int denseFields(const char* p, const char* end, std::int64_t lineNumber) {
@@ -375,14 +382,8 @@ private:
             int c = fieldColumns_[field++];
             if (c == unmapped)
                 continue;
-            InputColumn& column = table_.columns[static_cast<std::size_t>(c)];
-            if (cell == CsvCells::Cell::number) {
-                row_[static_cast<std::size_t>(c)] = value;
-                ++column.numbers;
-                ++values;
-            } else if (cell == CsvCells::Cell::bad) {
-                column.noteBadCell(lineNumber, std::string_view(start, static_cast<std::size_t>(p - start)));
-            }
+            values += storeCell(c, cell, value, lineNumber,
+                                std::string_view(start, static_cast<std::size_t>(p - start)));
         }
         return values;
     }

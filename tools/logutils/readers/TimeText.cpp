@@ -138,13 +138,10 @@ std::optional<TimeText> parseDateTime(std::string_view text) {
         return std::nullopt;
     while (!text.empty() && (text.front() == 'T' || text.front() == ' '))
         text.remove_prefix(1);
-    auto time = clock(text);
+    auto time = parseTimeOfDay(text);
     if (!time)
         return std::nullopt;
-    auto offset = zone(text);
-    if (!offset)
-        return std::nullopt;
-    return TimeText{*date + *time - offset->second, offset->first};
+    return TimeText{*date + time->seconds, time->hasZone};
 }
 
 std::optional<double> parseDate(std::string_view text) {
