@@ -50,13 +50,43 @@ bool UserDefaults::contains(const QString& key) const {
 }
 
 void UserDefaults::setValue(const QString& key, const QVariant& value) {
-    QMutexLocker lock(&mutex_);
-    settings_->setValue(key, value);
+    {
+        QMutexLocker lock(&mutex_);
+        settings_->setValue(key, value);
+    }
+    notify(key);
 }
 
 void UserDefaults::remove(const QString& key) {
+    {
+        QMutexLocker lock(&mutex_);
+        settings_->remove(key);
+    }
+    notify(key);
+}
+
+int UserDefaults::observe(std::function<void(const QString& key)> observer) {
     QMutexLocker lock(&mutex_);
-    settings_->remove(key);
+    int token = ++lastObserverToken_;
+    observers_.emplace_back(token, std::move(observer));
+    return token;
+}
+
+void UserDefaults::stopObserving(int token) {
+    QMutexLocker lock(&mutex_);
+    std::erase_if(observers_, [token](const auto& entry) { return entry.first == token; });
+}
+
+// Outside the lock: an observer reads the settings again.
+void UserDefaults::notify(const QString& key) {
+    std::vector<std::function<void(const QString&)>> observers;
+    {
+        QMutexLocker lock(&mutex_);
+        for (const auto& entry : observers_)
+            observers.push_back(entry.second);
+    }
+    for (const auto& observer : observers)
+        observer(key);
 }
 
 double UserDefaults::doubleValue(const QString& key) const {

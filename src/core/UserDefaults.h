@@ -5,8 +5,10 @@
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 // The user's settings: a QSettings store plus defaults registered at start-up. A registered default
 // answers only while the user has set no value of their own; registering never overwrites one.
@@ -37,8 +39,17 @@ public:
 
     void sync();
 
+    // Called with the key after every setValue or remove, on the thread that changed it. Returns
+    // a token for stopObserving.
+    int observe(std::function<void(const QString& key)> observer);
+    void stopObserving(int token);
+
 private:
     std::unique_ptr<QSettings> settings_;
     QVariantMap registered_;
     mutable QMutex mutex_;
+    std::vector<std::pair<int, std::function<void(const QString&)>>> observers_;
+    int lastObserverToken_ = 0;
+
+    void notify(const QString& key);
 };

@@ -92,6 +92,8 @@ public:
     std::optional<Instant> eventEndTimeOverride() const { return eventEndTimeOverride_; }
     void setEventEndTimeOverride(std::optional<Instant> time) { eventEndTimeOverride_ = time; }
     void postAssetsUpdated() { emit documentAssetsUpdated(); }
+    // A window chose a race in its race selector; every window of this document follows.
+    void postRaceIndexSelected(int raceIndex) { emit raceIndexSelected(raceIndex); }
 
     // Playback clock. While playing, a tick every 0.04 s puts the position at the anchored event
     // time plus the wall-clock time since the anchor, so late ticks never add up to drift. A user
@@ -137,6 +139,7 @@ signals:
     void playbackPaused(std::optional<Instant> playbackPosition);
     void playbackPositionUpdated(std::optional<Instant> playbackPosition, bool positionSeeked);
     void editedChanged(bool edited);
+    void raceIndexSelected(int raceIndex);
 
 protected:
     std::vector<BoatPtr> boats_;
