@@ -258,7 +258,9 @@ TEST(Converter, SkipsBadInputAndCountsIt) {
     ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_TRUE(contains(outcome.out, "Skipped " + empty.toStdString() + ": the file is empty"))
         << outcome.out;
-    EXPECT_TRUE(contains(outcome.out, "Skipped " + other.toStdString() + ": no time column")) << outcome.out;
+    EXPECT_TRUE(contains(outcome.out,
+                         "Skipped " + other.toStdString() + ": no track point with a time and a position"))
+        << outcome.out;
     EXPECT_TRUE(contains(outcome.out, "Skipped 4 lines of " + good.toStdString() +
                                           ", first at line 3: fewer fields than the header has"))
         << outcome.out;

@@ -1,17 +1,27 @@
 #include "ConvertCommand.h"
 
 #include "ColumnNames.h"
+#include "DerivedFigures.h"
+#include "FigureTable.h"
 #include "MergedTable.h"
 #include "PandasFrameWriter.h"
+#include "SegmentRecords.h"
+#include "StartLineFigures.h"
+#include "WindEstimate.h"
 #include "boatlog/LogMetadata.h"
 #include "core/Diagnostics.h"
 #include "core/SerialQueue.h"
 #include "core/TimeZone.h"
+#include "readers/GpxReader.h"
 #include "readers/Hdf5LogReader.h"
 #include "readers/InstrumentLogReader.h"
+#include "readers/KmlReader.h"
 #include "readers/LineReader.h"
+#include "readers/NmeaReader.h"
 #include "readers/PlainCsvReader.h"
+#include "readers/VccReader.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -127,6 +137,27 @@ struct Input {
 
 enum class ReadResult { read, skipped, failed };
 
+bool readWhole(const std::string& path, std::string& text, std::string& error) {
+    std::ifstream file(path, std::ios::binary);
+    std::error_code code;
+    const auto size = std::filesystem::file_size(path, code);
+    if (!file || code) {
+        error = "cannot read the file";
+        return false;
+    }
+    text.resize(size);
+    file.read(text.data(), static_cast<std::streamsize>(size));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    return true;
+}
+
+// The XML track formats are parsed whole, in place.
+template <typename Read>
+bool readXml(const std::string& path, InputTable& table, std::string& reason, Read read) {
+    std::string text;
+    return readWhole(path, text, reason) && read(text, table, reason);
+}
+
 ReadResult readInput(Input& input, std::string& error) {
     const std::string& path = input.path;
     say("Reading " + path);
@@ -146,6 +177,17 @@ ReadResult readInput(Input& input, std::string& error) {
         SerialQueue::hdf().sync([&] { read = Hdf5LogReader::read(path, input.table, reason); });
     } else if (InstrumentLogReader::recognises(lines->head())) {
         read = InstrumentLogReader::read(*lines, input.table, reason);
+    } else if (NmeaReader::recognises(lines->head())) {
+        read = NmeaReader::read(*lines, input.table, reason);
+    } else if (GpxReader::recognises(lines->head())) {
+        lines.reset();
+        read = readXml(path, input.table, reason, GpxReader::read);
+    } else if (KmlReader::recognises(lines->head())) {
+        lines.reset();
+        read = readXml(path, input.table, reason, KmlReader::read);
+    } else if (VccReader::recognises(lines->head())) {
+        lines.reset();
+        read = readXml(path, input.table, reason, VccReader::read);
     } else {
         read = PlainCsvReader::read(*lines, input.table, reason);
     }
@@ -220,6 +262,41 @@ std::optional<std::int64_t> alignClocks(std::vector<Input>& inputs, const std::o
         }
     }
     return 0;
+}
+
+// The columns that figures and detectors read, taken from the merged table slab by slab.
+void loadFigureColumns(MergedTable& merged, const Values& grid, FigureTable& figures) {
+    std::vector<std::pair<std::size_t, std::string>> wanted;
+    const auto& names = merged.names();
+    for (const auto& name : FigureTable::usedNames())
+        if (auto found = std::find(names.begin(), names.end(), name); found != names.end())
+            wanted.emplace_back(static_cast<std::size_t>(found - names.begin()), name);
+    if (wanted.empty())
+        return;
+    std::vector<std::vector<double>> columns(wanted.size(), std::vector<double>(grid.size()));
+    constexpr std::uint64_t slabRows = 4096;
+    const std::size_t width = merged.columnCount();
+    std::vector<double> slab(slabRows * width);
+    for (std::uint64_t first = 0; first < grid.size(); first += slabRows) {
+        const std::uint64_t count = std::min<std::uint64_t>(slabRows, grid.size() - first);
+        merged.fill(grid, first, count, slab.data());
+        for (std::uint64_t r = 0; r < count; ++r)
+            for (std::size_t w = 0; w < wanted.size(); ++w)
+                columns[w][first + r] = slab[r * width + wanted[w].first];
+    }
+    for (std::size_t w = 0; w < wanted.size(); ++w)
+        figures.load(wanted[w].second, std::move(columns[w]));
+}
+
+SegmentRecords detectRecords(const FigureTable& figures) {
+    SegmentRecords records;
+    records.races = RaceDetector::detect(figures);
+    if (auto angles = WindEstimate::windAngles(figures)) {
+        std::vector<double> times(figures.times().begin(), figures.times().end());
+        records.manoeuvres = ManoeuvreDetector::detect(times, *angles);
+        records.legs = LegDetector::detect(times, *angles);
+    }
+    return records;
 }
 
 } // namespace
@@ -354,11 +431,14 @@ int ConvertCommand::run(const ConvertOptions& options) {
     if (grid.times.empty())
         return fail("no record falls on the " + rateText(rate) + " time grid");
 
+    auto mergedInputs = [&inputs](MergedTable& table) {
+        for (auto& input : inputs)
+            for (std::size_t c = 0; c < input.table.columns.size(); ++c)
+                table.addSource(input.names[c].name, input.table, input.table.columns[c].values,
+                                input.names[c].circular);
+    };
     MergedTable merged;
-    for (auto& input : inputs)
-        for (std::size_t c = 0; c < input.table.columns.size(); ++c)
-            merged.addSource(input.names[c].name, input.table, input.table.columns[c].values,
-                             input.names[c].circular);
+    mergedInputs(merged);
     say("Merging " + std::to_string(inputs.size()) + (inputs.size() == 1 ? " input" : " inputs") + " at " +
         rateText(rate) + (options.rate ? "" : " (the densest input's rate)") + ": " +
         std::to_string(grid.times.size()) + " records in " + std::to_string(grid.spans) +
@@ -368,6 +448,38 @@ int ConvertCommand::run(const ConvertOptions& options) {
     nlohmann::ordered_json context = nlohmann::ordered_json::object();
     if (utcOffset)
         context["utcOffset"] = *utcOffset;
+
+    FigureTable figures(grid.times, merged.names());
+    {
+        MergedTable reading;
+        mergedInputs(reading);
+        loadFigureColumns(reading, grid.times, figures);
+    }
+    DerivedFigures::derive(figures);
+    StartLineFigures::derive(figures, options.boatLength, options.gpsOffset);
+    if (!figures.derivedNames().empty()) {
+        std::string names;
+        for (const auto& name : figures.derivedNames())
+            names += (names.empty() ? "" : ", ") + name;
+        say("Derived " + names + " (not in the inputs)");
+    }
+    const SegmentRecords records = detectRecords(figures);
+    say("Found " + std::to_string(records.races.size()) +
+        (records.races.size() == 1 ? " start, " : " starts, ") +
+        std::to_string(std::count_if(records.manoeuvres.begin(), records.manoeuvres.end(),
+                                     [](const auto& m) { return m.tack; })) +
+        " tacks, " +
+        std::to_string(std::count_if(records.manoeuvres.begin(), records.manoeuvres.end(),
+                                     [](const auto& m) { return !m.tack; })) +
+        " gybes, " + std::to_string(records.legs.size()) + (records.legs.size() == 1 ? " leg" : " legs"));
+    std::vector<std::string> outputNames = merged.names();
+    for (const auto& name : figures.derivedNames())
+        outputNames.push_back(name);
+    std::vector<const std::vector<double>*> derivedColumns;
+    for (const auto& name : figures.derivedNames())
+        derivedColumns.push_back(figures.find(name));
+    const std::size_t mergedCount = merged.columnCount(), outputCount = outputNames.size();
+    std::vector<double> slab;
 
     PendingOutput pending(options.output);
     std::string error;
@@ -379,12 +491,21 @@ int ConvertCommand::run(const ConvertOptions& options) {
         }
         PandasFrameWriter writer(*file);
         bool written = writer.writeRootAttributes() &&
-                       writer.writeFrame("log0", merged.names(), grid.times.data(), grid.times.size(),
+                       writer.writeFrame("log0", outputNames, grid.times.data(), grid.times.size(),
                                          [&](std::uint64_t first, std::uint64_t count, double* out) {
-                                             merged.fill(grid.times, first, count, out);
+                                             if (derivedColumns.empty())
+                                                 return merged.fill(grid.times, first, count, out);
+                                             slab.resize(count * mergedCount);
+                                             merged.fill(grid.times, first, count, slab.data());
+                                             for (std::uint64_t r = 0; r < count; ++r) {
+                                                 double* row = out + r * outputCount;
+                                                 std::copy_n(slab.data() + r * mergedCount, mergedCount, row);
+                                                 for (std::size_t d = 0; d < derivedColumns.size(); ++d)
+                                                     row[mergedCount + d] = (*derivedColumns[d])[first + r];
+                                             }
                                          }) &&
                        writer.writeJson("meta", R"({"segmentCount": 1})") &&
-                       writer.writeJson("meta0", R"({"races": [], "events": [], "legs": []})") &&
+                       writer.writeJson("meta0", records.json(utcOffset)) &&
                        writer.writeJson("parseContext", context.dump()) && file->flush();
         if (!written)
             error = "cannot write " + options.output + " (is the disk full?)";
@@ -394,7 +515,7 @@ int ConvertCommand::run(const ConvertOptions& options) {
 
     std::error_code code;
     const double size = static_cast<double>(std::filesystem::file_size(options.output, code));
-    say("Wrote " + std::to_string(grid.times.size()) + " records, " + std::to_string(merged.columnCount()) +
+    say("Wrote " + std::to_string(grid.times.size()) + " records, " + std::to_string(outputCount) +
         " columns to " + options.output + " (" + megabytes(code ? 0.0 : size) + ")");
     std::string done = "Converted in " + fixed(secondsSince(started), 2) + " s";
     if (auto peak = peakMemoryBytes())

@@ -1,0 +1,154 @@
+#include "ConverterFixture.h"
+#include "document/Document.h"
+#include "document/LegDerivation.h"
+#include "race/Race.h"
+#include "support/LogFixture.h"
+
+#include <QUuid>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <numbers>
+#include <sstream>
+
+namespace {
+
+const double t0 = 1685620800.0; // 2023-06-01T12:00:00Z
+constexpr double radians = std::numbers::pi / 180.0;
+
+std::string sentence(const std::string& body) {
+    unsigned sum = 0;
+    for (char c : body)
+        sum ^= static_cast<unsigned char>(c);
+    char tail[8];
+    std::snprintf(tail, sizeof tail, "*%02X", sum);
+    return "$" + body + tail + "\n";
+}
+
+std::string nmeaCoordinate(double degrees, bool latitude) {
+    const double a = std::abs(degrees);
+    const double whole = std::floor(a);
+    char text[40];
+    std::snprintf(text, sizeof text, latitude ? "%02d%07.4f,%c" : "%03d%07.4f,%c", static_cast<int>(whole),
+                  (a - whole) * 60, latitude ? (degrees < 0 ? 'S' : 'N') : (degrees < 0 ? 'W' : 'E'));
+    return text;
+}
+
+// Twenty minutes in 12 kn of wind from the north: a beat with tacks at 150, 300 and 450 s, then
+// a run with gybes at 800 and 1000 s. Instruments give heading, boat speed and apparent wind.
+std::string raceLog() {
+    std::ostringstream log;
+    double lat = 54.5, lon = 10.25;
+    for (int s = 0; s < 1200; ++s) {
+        const bool beat = s < 600;
+        const double heading = beat ? ((s / 150) % 2 ? 315.0 : 45.0) : ((s - 600) / 200 == 1 ? 150.0 : 210.0);
+        const double speed = beat ? 6.0 : 8.0;
+        const double twa = std::remainder(0.0 - heading, 360.0);
+        const double x = 12.0 * std::cos(twa * radians) + speed, y = 12.0 * std::sin(twa * radians);
+        const double awa = std::atan2(y, x) / radians, aws = std::hypot(x, y);
+        char body[200];
+        std::snprintf(body, sizeof body, "GPRMC,12%02d%02d,A,%s,%s,%.2f,%.1f,010623,,,A", s / 60, s % 60,
+                      nmeaCoordinate(lat, true).c_str(), nmeaCoordinate(lon, false).c_str(), speed, heading);
+        log << sentence(body);
+        std::snprintf(body, sizeof body, "HCHDT,%.1f,T", heading);
+        log << sentence(body);
+        std::snprintf(body, sizeof body, "VWVHW,,T,,M,%.2f,N,,K", speed);
+        log << sentence(body);
+        std::snprintf(body, sizeof body, "WIMWV,%.1f,R,%.2f,N,A", awa < 0 ? awa + 360 : awa, aws);
+        log << sentence(body);
+        const double metres = speed * 1852.0 / 3600.0;
+        lat += metres * std::cos(heading * radians) / 6372797.6 / radians;
+        lon += metres * std::sin(heading * radians) / 6372797.6 / radians / std::cos(lat * radians);
+    }
+    return log.str();
+}
+
+} // namespace
+
+// From an NMEA log to the desktop program's tacks, gybes and legs, through the file's metadata.
+TEST(TrackConversion, NmeaRaceToTacksGybesAndLegs) {
+    ConverterRun run;
+    QString input = run.write("race.log", raceLog());
+    QString output = run.path("race.hdf5");
+    auto outcome = run.convert(output, {input});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.out << outcome.err;
+    EXPECT_NE(outcome.out.find("Derived TWA, TWS, TWD, VMG"), std::string::npos) << outcome.out;
+
+    auto asset = run.open(output);
+    ASSERT_TRUE(asset);
+    EXPECT_NEAR(cell(*asset, 100, "TWA"), -45.0, 0.2);
+    EXPECT_NEAR(cell(*asset, 100, "TWS"), 12.0, 0.05);
+    EXPECT_NEAR(std::remainder(cell(*asset, 100, "TWD"), 360.0), 0.0, 0.2);
+    EXPECT_NEAR(cell(*asset, 700, "VMG"), -8.0 * std::cos(30 * radians), 0.05);
+    EXPECT_NEAR(cell(*asset, 100, "SOG"), 6.0, 0.01); // measured, kept
+
+    ASSERT_TRUE(asset->metadata());
+    const SegmentMetadata& meta = *asset->metadata();
+    EXPECT_EQ(meta.skippedRecords, 0);
+    std::vector<std::string> kinds;
+    for (const auto& event : meta.events)
+        kinds.push_back(event.eventType);
+    EXPECT_EQ(kinds, (std::vector<std::string>{"Tack", "Tack", "Tack", "Gybe", "Gybe"}));
+    ASSERT_FALSE(meta.events.empty());
+    EXPECT_EQ(meta.events[0].time, "2023-06-01T12:02:30.0+0000");
+    ASSERT_EQ(meta.legs.size(), 2u);
+    EXPECT_EQ(meta.legs[0].eventType, "Upwind");
+    EXPECT_EQ(meta.legs[1].eventType, "Downwind");
+
+    Document document;
+    auto main = Boat::create("Main", "", RgbColor::pureRed(), Boat::DisplayMode::Main);
+    document.setBoats({main});
+    document.addLogAsset(main, asset);
+    LegDerivation::apply(document);
+    ASSERT_EQ(document.tackTimes().size(), 3u);
+    EXPECT_EQ(document.tackTimes()[0], Instant::fromUnix(t0 + 150));
+    ASSERT_EQ(document.gybeTimes().size(), 2u);
+    EXPECT_EQ(document.gybeTimes()[1], Instant::fromUnix(t0 + 1000));
+    ASSERT_EQ(document.legs().size(), 2u);
+    EXPECT_EQ(document.legs()[0].type, SailingLegType::Upwind);
+    EXPECT_EQ(document.legs()[1].type, SailingLegType::Downwind);
+    EXPECT_NEAR(document.legs()[1].end - document.legs()[0].start, 1199.0, 1.0);
+    EXPECT_TRUE(document.races().empty());
+}
+
+// A countdown in the log gives a race with its line; the start-line figures are the bow's.
+TEST(TrackConversion, RaceFromTheCountdownWithStartLineFigures) {
+    ConverterRun run;
+    std::ostringstream csv;
+    csv << "Time,Lat,Lon,HDG,SOG,COG,TmToGun,Portlat,Portlon,Stbdlat,Stbdlon\n";
+    // The line runs east at 54.5°N; the boat sails north towards it at 3.9 kn (2 m/s).
+    for (int s = 0; s < 400; ++s) {
+        char row[200];
+        const double lat = 54.5 - (200.0 - 2.0 * s) / 6372797.6 / radians;
+        std::snprintf(row, sizeof row, "%.1f,%.9f,10.005,0,%.6f,0,%s,54.5,10.0,54.5,10.01\n", t0 + s, lat,
+                      2.0 * 3600 / 1852, s <= 120 ? std::to_string(120 - s).c_str() : "");
+        csv << row;
+    }
+    QString input = run.write("start.csv", csv.str());
+    QString output = run.path("start.hdf5");
+    // The antenna 2 m forward of the stern of a 12 m boat: the bow is 10 m ahead of it.
+    auto outcome = run.run({"convert", "-o", output, "--boatLength", "12", "--gpsOffset", "2", input});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.out << outcome.err;
+    auto asset = run.open(output);
+    ASSERT_TRUE(asset);
+    EXPECT_NEAR(cell(*asset, 0, "BelowLine"), 190.0, 0.1);
+    EXPECT_NEAR(cell(*asset, 0, "DistanceToLine"), 190.0, 0.1);
+    EXPECT_NEAR(cell(*asset, 0, "TimeToLine"), 95.0, 0.1);
+    EXPECT_NEAR(cell(*asset, 0, "TimeToBurn"), 25.0, 0.1);
+    ASSERT_TRUE(asset->metadata());
+    ASSERT_EQ(asset->metadata()->races.size(), 1u);
+    const RaceMetadata& race = asset->metadata()->races[0];
+    EXPECT_EQ(race.time, "2023-06-01T12:02:00.0+0000");
+    EXPECT_EQ(race.raceType, "Race");
+    EXPECT_EQ(race.Portlon, 10.0);
+    EXPECT_EQ(race.Stbdlon, 10.01);
+
+    Document document;
+    auto main = Boat::create("Main", "", RgbColor::pureRed(), Boat::DisplayMode::Main);
+    document.setBoats({main});
+    document.addLogAsset(main, asset);
+    LegDerivation::apply(document);
+    ASSERT_EQ(document.races().size(), 1u);
+    EXPECT_EQ(document.races()[0]->name(), "Race 1");
+    EXPECT_EQ(document.races()[0]->time(), Instant::fromUnix(t0 + 120));
+    EXPECT_EQ(document.races()[0]->pinLat(), "54.5");
+}

@@ -1,0 +1,79 @@
+#include "readers/TrackPoints.h"
+
+#include "readers/TimeText.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+enum Column { lat, lon, sog, cog, heading };
+constexpr const char* columnNames[] = {"Lat", "Lon", "SOG", "COG", "Heading"};
+
+} // namespace
+
+TrackPoints::TrackPoints(InputTable& table, std::string_view text, std::string kind)
+    : table_(table), text_(text) {
+    table_.kind = std::move(kind);
+    table_.columns.resize(5);
+    for (int c = 0; c < 5; ++c)
+        table_.columns[static_cast<std::size_t>(c)].name = columnNames[c];
+}
+
+std::int64_t TrackPoints::lineAt(std::ptrdiff_t offset) const {
+    // Only the first of a kind is described: counting lines for every drop would cost a pass
+    // over the file each.
+    if (offset < 0 || static_cast<std::size_t>(offset) > text_.size())
+        return 0;
+    return 1 + std::count(text_.begin(), text_.begin() + offset, '\n');
+}
+
+InputColumn& TrackPoints::column(int index) {
+    return table_.columns[static_cast<std::size_t>(index)];
+}
+
+void TrackPoints::drop(std::string_view reason, std::ptrdiff_t offset, std::string_view text) {
+    const bool first = table_.skipped.lines().count == 0;
+    table_.skipped.skipLine(first ? lineAt(offset) : 0, SkipTally::describe(reason, text));
+}
+
+void TrackPoints::add(const Point& point, std::ptrdiff_t offset) {
+    std::string_view timeText = point.time;
+    while (!timeText.empty() && std::isspace(static_cast<unsigned char>(timeText.front())))
+        timeText.remove_prefix(1);
+    while (!timeText.empty() && std::isspace(static_cast<unsigned char>(timeText.back())))
+        timeText.remove_suffix(1);
+    if (timeText.empty())
+        return drop("a point without a time", offset);
+    auto time = parseDateTime(timeText);
+    if (!time || !plausibleTime(time->seconds))
+        return drop("malformed time", offset, timeText);
+    if (!std::isfinite(point.lat) || !std::isfinite(point.lon) || std::abs(point.lat) > 90.0 ||
+        std::abs(point.lon) > 180.0)
+        return drop("position out of range", offset);
+    if (point.lat == 0.0 && point.lon == 0.0)
+        return drop("position 0,0", offset);
+    if (time->seconds < lastTime_)
+        return drop("time going backwards", offset, timeText);
+    lastTime_ = time->seconds;
+    anyZone_ = anyZone_ || time->hasZone;
+    table_.times.push_back(time->seconds);
+    const double values[] = {point.lat, point.lon, point.sog, point.cog, point.heading};
+    for (int c = 0; c < 5; ++c) {
+        InputColumn& target = column(c);
+        const double v = std::isfinite(values[c]) ? values[c] : nan();
+        target.values.push_back(v);
+        target.numbers += std::isfinite(v);
+    }
+}
+
+bool TrackPoints::finish(std::string& error) {
+    if (table_.rowCount() == 0) {
+        error = "no track point with a time and a position";
+        return false;
+    }
+    // Track times are UTC by the formats' own rules, written with a "Z" or not.
+    table_.utcTimes = true;
+    table_.finishColumns();
+    return true;
+}
