@@ -1,33 +1,125 @@
+#include "app/AppDelegate.h"
+#include "app/DocumentController.h"
 #include "app/ExamineCommand.h"
 #include "app/ProbeMediaCommand.h"
+#include "app/RenderCommand.h"
+#include "app/StandardViews.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <QIcon>
+#include <QPixmap>
+#include <QScreen>
+#include <QTimer>
 #include <cstdio>
+#include <cstdlib>
 
-int main(int argc, char* argv[]) {
-    QCoreApplication application(argc, argv);
+namespace {
+void nameApplication() {
     QCoreApplication::setOrganizationName("Wakeline");
     QCoreApplication::setApplicationName("Wakeline");
     QCoreApplication::setApplicationVersion(WAKELINE_VERSION);
+}
 
-    QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() >= 2 && arguments[1] == "inspect") {
-        arguments.removeAt(1);
-        return ExamineCommand::run(arguments);
+bool hasDisplay() {
+    return std::getenv("DISPLAY") || std::getenv("WAYLAND_DISPLAY") || std::getenv("QT_QPA_PLATFORM");
+}
+
+int usage() {
+    std::fprintf(stderr,
+                 "usage: wakeline [--screenshot OUT.png] [DOC.wakeline]...\n"
+                 "       wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
+                 "[--metric KEY]...\n"
+                 "       wakeline inspect DOC [--at TIME]\n"
+                 "       wakeline probe-media FILE... [--zone ID]\n"
+                 "       wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n");
+    return 2;
+}
+
+int runDesktop(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    nameApplication();
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/Wakeline.svg")));
+    QApplication::setDesktopFileName(QStringLiteral("wakeline"));
+    StandardViews::registerAll();
+
+    AppDelegate delegate;
+    delegate.applicationDidFinishLaunching();
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, &delegate, [&delegate] {
+        delegate.applicationShouldTerminate();
+        delegate.applicationWillTerminate();
+    });
+
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    // --screenshot FILE: once the documents are open and drawn, saves a picture of the screen and
+    // quits; for checks of a real window and for pictures of the program.
+    QString screenshot;
+    if (int i = arguments.indexOf(QStringLiteral("--screenshot")); i >= 0 && i + 1 < arguments.size()) {
+        screenshot = arguments[i + 1];
+        arguments.remove(i, 2);
     }
-    if (arguments.size() >= 2 && arguments[1] == "probe-media") {
-        arguments.removeAt(1);
-        return ProbeMediaCommand::run(arguments);
+    int pending = 0;
+    auto takeScreenshot = [&delegate, &screenshot] {
+        QTimer::singleShot(1500, &delegate, [&delegate, &screenshot] {
+            QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(0);
+            if (!picture.save(screenshot, "PNG"))
+                std::fprintf(stderr, "wakeline: could not write %s\n", qPrintable(screenshot));
+            delegate.quit();
+        });
+    };
+    for (const QString& path : arguments) {
+        if (path.startsWith(QLatin1Char('-')))
+            continue;
+        if (delegate.documentController().openDocument(path))
+            ++pending;
     }
-    if (arguments.size() >= 2 && (arguments[1] == "--version" || arguments[1] == "-v")) {
+    if (delegate.documentController().documents().empty())
+        delegate.documentController().newDocument();
+    if (!screenshot.isEmpty()) {
+        if (pending == 0)
+            takeScreenshot();
+        else
+            QObject::connect(&delegate.documentController(), &DocumentController::documentOpened, &delegate,
+                             [&pending, takeScreenshot] {
+                                 if (--pending == 0)
+                                     takeScreenshot();
+                             });
+    }
+    return application.exec();
+}
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const QString verb = argc >= 2 ? QString::fromLocal8Bit(argv[1]) : QString();
+    if (verb == QLatin1String("render")) {
+        // Drawing needs no screen: without one, Qt's offscreen platform draws the same pixels.
+        if (!hasDisplay())
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        QApplication application(argc, argv);
+        nameApplication();
+        StandardViews::registerAll();
+        AppDelegate::registerDefaults();
+        QStringList arguments = QCoreApplication::arguments();
+        arguments.removeAt(1);
+        return RenderCommand::run(arguments);
+    }
+    if (verb == QLatin1String("inspect") || verb == QLatin1String("probe-media")) {
+        QCoreApplication application(argc, argv);
+        nameApplication();
+        QStringList arguments = QCoreApplication::arguments();
+        arguments.removeAt(1);
+        return verb == QLatin1String("inspect") ? ExamineCommand::run(arguments)
+                                                : ProbeMediaCommand::run(arguments);
+    }
+    if (verb == QLatin1String("--version") || verb == QLatin1String("-v")) {
         std::printf("wakeline %s\n", WAKELINE_VERSION);
         return 0;
     }
-    std::fprintf(
-        stderr,
-        "usage: wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
-        "[--metric KEY]...\n"
-        "       wakeline probe-media FILE... [--zone ID]\n"
-        "The desktop window is not part of this build yet; the inspect verb shows a converted log.\n");
-    return 2;
+    if (verb == QLatin1String("--help") || verb == QLatin1String("-h"))
+        return usage(), 0;
+    if (!hasDisplay()) {
+        std::fprintf(stderr, "wakeline: no display. Use a verb to work without one:\n");
+        return usage();
+    }
+    return runDesktop(argc, argv);
 }

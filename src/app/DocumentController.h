@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <functional>
+#include <memory>
+#include <vector>
+
+class Document;
+class WindowController;
+class QWidget;
+
+// The open documents and their windows: new, open (package folders), open recent, save, save
+// as, close with the save-changes question, and quit.
+class DocumentController : public QObject {
+    Q_OBJECT
+public:
+    explicit DocumentController(QObject* parent = nullptr);
+    ~DocumentController() override;
+
+    // Answers of the save-changes question; tests answer it themselves.
+    enum class SaveChangesAnswer { save, discard, cancel };
+    using SaveChangesQuestion = std::function<SaveChangesAnswer(Document&)>;
+    void setSaveChangesQuestion(SaveChangesQuestion question) { askToSave_ = std::move(question); }
+    // Where Save As writes, or empty to cancel; tests answer it themselves.
+    using SaveLocationQuestion = std::function<QString(Document&)>;
+    void setSaveLocationQuestion(SaveLocationQuestion question) { askSaveLocation_ = std::move(question); }
+    // Errors are shown in an alert; tests collect them instead.
+    using ErrorPresenter = std::function<void(const QString& message, const QString& informativeText)>;
+    void setErrorPresenter(ErrorPresenter presenter) { presentError_ = std::move(presenter); }
+
+    Document* newDocument();
+    // Opens the package at `path` (or brings its window to the front when it is open already).
+    // The window shows at once; the logs load behind the progress window. None when the package
+    // cannot be read, with the reason shown.
+    Document* openDocument(const QString& path);
+    void openDocumentWithChooser(QWidget* parent);
+    // False when the save failed or the user cancelled the location.
+    bool saveDocument(Document* document);
+    bool saveDocumentAs(Document* document);
+    // Asks about unsaved changes first; false when the user cancelled or the save failed.
+    bool closeDocument(Document* document);
+    // Closes every document, asking for each; false when one was kept open.
+    bool closeAll();
+
+    const std::vector<std::unique_ptr<Document>>& documents() const { return documents_; }
+    WindowController* windowFor(Document* document) const;
+    Document* documentAt(const QString& path) const;
+
+    static QStringList recentDocuments();
+    static void noteRecentDocument(const QString& path);
+    static void clearRecentDocuments();
+    static constexpr int maximumRecentDocuments = 10;
+
+    // "Untitled" for a new document, else the package name without its extension.
+    static QString displayName(const Document& document);
+
+signals:
+    void documentsChanged();
+    // Opening finished (the logs are in); for tests and the command line.
+    void documentOpened(Document* document);
+
+private:
+    WindowController* makeWindowControllers(Document* document);
+    void forget(Document* document);
+    SaveChangesAnswer askToSave(Document& document);
+    QString askSaveLocation(Document& document);
+    void presentError(const QString& message, const QString& informativeText);
+
+    std::vector<std::unique_ptr<Document>> documents_;
+    std::vector<std::pair<Document*, QPointer<WindowController>>> windows_;
+    SaveChangesQuestion askToSave_;
+    SaveLocationQuestion askSaveLocation_;
+    ErrorPresenter presentError_;
+};

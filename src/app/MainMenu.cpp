@@ -1,0 +1,151 @@
+#include "app/MainMenu.h"
+
+#include "app/AppDelegate.h"
+#include "app/DocumentController.h"
+#include "app/WindowController.h"
+#include "document/Document.h"
+#include "presentation/PresentationWindowController.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QApplication>
+#include <QFileInfo>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPointer>
+#include <QToolBar>
+
+namespace {
+// The document a command of this window acts on: its own, or for a presentation window the
+// active one.
+Document* documentOf(PresentationWindowController& window) {
+    return window.currentDocument();
+}
+
+void buildRecentMenu(QMenu* menu, DocumentController& documents) {
+    menu->clear();
+    const QStringList recent = DocumentController::recentDocuments();
+    for (const QString& path : recent) {
+        auto* action = menu->addAction(QFileInfo(path).completeBaseName());
+        action->setToolTip(path);
+        QObject::connect(action, &QAction::triggered, menu,
+                         [&documents, path] { documents.openDocument(path); });
+    }
+    if (!recent.isEmpty())
+        menu->addSeparator();
+    auto* clear = menu->addAction(QObject::tr("Clear Menu"));
+    clear->setEnabled(!recent.isEmpty());
+    QObject::connect(clear, &QAction::triggered, menu, [] { DocumentController::clearRecentDocuments(); });
+}
+} // namespace
+
+void MainMenu::install(PresentationWindowController& window, AppDelegate& delegate) {
+    DocumentController& documents = delegate.documentController();
+    QMenuBar* bar = window.menuBar();
+    bar->clear();
+    QPointer<PresentationWindowController> target(&window);
+
+    QMenu* file = bar->addMenu(QObject::tr("&File"));
+    auto* newAction =
+        file->addAction(QObject::tr("&New"), &window, [&documents] { documents.newDocument(); });
+    newAction->setShortcut(QKeySequence::New);
+    auto* open = file->addAction(QObject::tr("&Open…"), &window,
+                                 [&documents, target] { documents.openDocumentWithChooser(target); });
+    open->setShortcut(QKeySequence::Open);
+    QMenu* recent = file->addMenu(QObject::tr("Open &Recent"));
+    QObject::connect(recent, &QMenu::aboutToShow, recent,
+                     [recent, &documents] { buildRecentMenu(recent, documents); });
+    buildRecentMenu(recent, documents);
+    file->addSeparator();
+    auto* addMedia = file->addAction(QObject::tr("Add Photos and Videos…"), &window, [target] {
+        if (target)
+            target->addAssets();
+    });
+    addMedia->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A));
+    file->addSeparator();
+    auto* close = file->addAction(QObject::tr("&Close"), &window, [target] {
+        if (target)
+            target->close();
+    });
+    close->setShortcut(QKeySequence::Close);
+    auto* save = file->addAction(QObject::tr("&Save"), &window, [&documents, target] {
+        if (target)
+            documents.saveDocument(documentOf(*target));
+    });
+    save->setShortcut(QKeySequence::Save);
+    auto* saveAs = file->addAction(QObject::tr("Save &As…"), &window, [&documents, target] {
+        if (target)
+            documents.saveDocumentAs(documentOf(*target));
+    });
+    saveAs->setShortcut(QKeySequence::SaveAs);
+    file->addSeparator();
+    auto* quit = file->addAction(QObject::tr("&Quit"), &delegate, [&delegate] { delegate.quit(); });
+    quit->setShortcut(QKeySequence::Quit);
+    quit->setMenuRole(QAction::QuitRole);
+    // Save needs a document; playback commands are validated by the window itself.
+    QObject::connect(file, &QMenu::aboutToShow, file, [save, saveAs, addMedia, target] {
+        bool hasDocument = target && target->currentDocument();
+        save->setEnabled(hasDocument);
+        saveAs->setEnabled(hasDocument);
+        addMedia->setEnabled(hasDocument);
+    });
+
+    QMenu* view = bar->addMenu(QObject::tr("&View"));
+    QToolBar* toolbar = window.addToolBar(QObject::tr("Layout"));
+    toolbar->setObjectName(QStringLiteral("LayoutToolbar"));
+    toolbar->setMovable(false);
+    auto* layouts = new QActionGroup(&window);
+    int number = 1;
+    for (PresentationLayout layout :
+         {PresentationLayout::videoMapTimeline, PresentationLayout::mapTimeline,
+          PresentationLayout::videoTimeline, PresentationLayout::video, PresentationLayout::metrics}) {
+        auto* action = new QAction(presentationLayoutTitle(layout), layouts);
+        action->setObjectName(QStringLiteral("Layout_") + presentationLayoutText(layout));
+        action->setData(presentationLayoutText(layout));
+        action->setCheckable(true);
+        action->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + number++)));
+        QObject::connect(action, &QAction::triggered, &window, [target, action] {
+            if (target)
+                target->updateCurrentWindowLayout(action);
+        });
+        view->addAction(action);
+        toolbar->addAction(action);
+    }
+    auto checkLayout = [layouts, target] {
+        if (!target)
+            return;
+        for (auto* action : layouts->actions())
+            action->setChecked(action->data().toString() == presentationLayoutText(target->layout()));
+    };
+    QObject::connect(&window, &PresentationWindowController::layoutApplied, layouts, checkLayout);
+    checkLayout();
+
+    QMenu* playback = bar->addMenu(QObject::tr("&Playback"));
+    for (const QString& identifier : PresentationWindowController::playbackCommandIdentifiers()) {
+        playback->addAction(window.playbackAction(identifier));
+        if (identifier == QLatin1String("PlayPause") || identifier == QLatin1String("SeekBack10") ||
+            identifier == QLatin1String("SeekForward10") || identifier == QLatin1String("SeekNextAsset"))
+            playback->addSeparator();
+    }
+    QObject::connect(playback, &QMenu::aboutToShow, &window, [target] {
+        if (target)
+            target->validatePlaybackActions();
+    });
+
+    QMenu* windows = bar->addMenu(QObject::tr("&Window"));
+    auto* presentation = windows->addAction(QObject::tr("New Presentation Window"), &delegate,
+                                            [&delegate] { delegate.newPresentationWindow(); });
+    presentation->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N));
+    auto* fullScreen = windows->addAction(QObject::tr("Full Screen"), &window, [target] {
+        if (target)
+            target->setWindowState(target->windowState() ^ Qt::WindowFullScreen);
+    });
+    fullScreen->setShortcut(QKeySequence::FullScreen);
+
+    QMenu* help = bar->addMenu(QObject::tr("&Help"));
+    help->addAction(QObject::tr("About Wakeline"), &window, [target] {
+        QMessageBox::about(target, QObject::tr("About Wakeline"),
+                           QObject::tr("<b>Wakeline</b> %1<br>Race replay and video analysis for sailing.")
+                               .arg(QApplication::applicationVersion()));
+    });
+}

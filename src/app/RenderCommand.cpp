@@ -1,0 +1,132 @@
+#include "app/RenderCommand.h"
+
+#include "app/StderrProgress.h"
+#include "app/TimeArgument.h"
+#include "document/Document.h"
+#include "document/DocumentErrors.h"
+#include "document/DocumentOpener.h"
+#include "document/DocumentPackageReader.h"
+#include "presentation/PresentationWindowController.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QImage>
+#include <QPainter>
+#include <QRegularExpression>
+#include <QTimer>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace {
+int usage(const char* problem) {
+    std::fprintf(stderr, "wakeline render: %s\n", problem);
+    std::fprintf(stderr, "usage: wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n"
+                         "  LAYOUT: video, metrics, videoTimeline, videoMapTimeline, mapTimeline\n");
+    return 2;
+}
+
+// Lets queued announcements (races, display boat, photos decoded on the pool) arrive.
+void settle(int milliseconds) {
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+} // namespace
+
+int RenderCommand::run(const QStringList& arguments) {
+    QString packagePath, output, layoutText = QStringLiteral("videoMapTimeline"),
+                                 sizeText = QStringLiteral("1920x1080");
+    std::optional<Instant> at;
+    for (int i = 1; i < arguments.size(); ++i) {
+        const QString& argument = arguments[i];
+        auto next = [&]() -> std::optional<QString> {
+            if (i + 1 >= arguments.size())
+                return std::nullopt;
+            return arguments[++i];
+        };
+        if (argument == QLatin1String("--at")) {
+            auto text = next();
+            if (!text)
+                return usage("--at needs a time");
+            at = parseTimeArgument(text->toStdString());
+            if (!at)
+                return usage("--at: not a time (ISO 8601 or Unix seconds)");
+        } else if (argument == QLatin1String("--layout")) {
+            auto text = next();
+            if (!text)
+                return usage("--layout needs a layout");
+            layoutText = *text;
+        } else if (argument == QLatin1String("--size")) {
+            auto text = next();
+            if (!text)
+                return usage("--size needs WxH");
+            sizeText = *text;
+        } else if (argument == QLatin1String("-o") || argument == QLatin1String("--output")) {
+            auto text = next();
+            if (!text)
+                return usage("-o needs a file");
+            output = *text;
+        } else if (argument.startsWith(QLatin1Char('-'))) {
+            return usage(qPrintable(QStringLiteral("unknown option %1").arg(argument)));
+        } else if (packagePath.isEmpty()) {
+            packagePath = argument;
+        } else {
+            return usage("only one document");
+        }
+    }
+    if (packagePath.isEmpty())
+        return usage("no document given");
+    if (output.isEmpty())
+        return usage("no output file given (-o OUT.png)");
+    auto layout = presentationLayoutFromText(layoutText);
+    if (!layout)
+        return usage(qPrintable(QStringLiteral("unknown layout \"%1\"").arg(layoutText)));
+    auto match = QRegularExpression(QStringLiteral("^(\\d{2,5})x(\\d{2,5})$")).match(sizeText);
+    if (!match.hasMatch())
+        return usage("--size: WxH in pixels, e.g. 1920x1080");
+    const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
+
+    auto read = DocumentPackageReader::read(packagePath);
+    if (auto* error = std::get_if<DocumentLoadingError>(&read)) {
+        std::fprintf(stderr, "wakeline render: %s: %s\n", qPrintable(packagePath),
+                     qPrintable(failureReason(*error)));
+        return 1;
+    }
+    Document document;
+    {
+        QEventLoop loop;
+        DocumentOpener::open(document, std::get<DocumentReference>(std::move(read)), packagePath,
+                             std::make_shared<StderrProgress>(), [&loop] { loop.quit(); });
+        loop.exec();
+    }
+
+    PresentationWindowController window;
+    window.setCurrentDocument(&document);
+    window.setLayout(*layout);
+    window.applyLayout();
+    window.resize(size);
+    window.show();
+    settle(50);
+    if (auto position = at ? at : document.eventStartTime())
+        document.setPlaybackPosition(*position, true);
+    settle(300);
+
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::black);
+    {
+        QPainter painter(&image);
+        window.render(&painter);
+    }
+    if (!image.save(output, "PNG")) {
+        std::fprintf(stderr, "wakeline render: could not write %s\n", qPrintable(output));
+        return 1;
+    }
+    nlohmann::ordered_json json{{"output", output.toStdString()},
+                                {"width", size.width()},
+                                {"height", size.height()},
+                                {"layout", layoutText.toStdString()}};
+    if (auto position = document.eventPlaybackPosition())
+        json["atUnix"] = position->unixSeconds();
+    std::printf("%s\n", json.dump(2).c_str());
+    return 0;
+}

@@ -1,0 +1,8 @@
+#pragma once
+
+// Puts the four child views of presentation windows in the view factory under their
+// identifiers; called once at start-up.
+class StandardViews {
+public:
+    static void registerAll();
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "presentation/PresentationWindowController.h"
+
+class DocumentController;
+
+// The window of one document: a presentation window bound to its own document for life. Its
+// layout is remembered across runs, it makes its document the active one when activated, and
+// closing it closes the document (asking about unsaved changes).
+class WindowController : public PresentationWindowController {
+    Q_OBJECT
+public:
+    WindowController(Document* document, DocumentController& documents, QWidget* parent = nullptr);
+    ~WindowController() override;
+
+    // Fixed by the document controller; setting it is a programming error.
+    void setCurrentDocument(Document* document) override;
+
+    // Restores the layout of the last closed document window, else shows video, map and timeline.
+    void windowDidLoad();
+    void updateTitle();
+    // The document is going away: remember this window's state, let the presentation windows
+    // stop following it.
+    void documentWillClose();
+
+    // Chooses photos and videos and adds them to the media group this window shows.
+    void addAssets() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    DocumentController& documents_;
+    bool closing_ = false;
+};

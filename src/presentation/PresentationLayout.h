@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+// The five arrangements of a presentation window; the raw value is the case name.
+enum class PresentationLayout { video, metrics, videoTimeline, videoMapTimeline, mapTimeline };
+
+QString presentationLayoutText(PresentationLayout layout);
+std::optional<PresentationLayout> presentationLayoutFromText(const QString& text);
+// The child views of a layout, by view identifier, in the order they are placed.
+QStringList presentationLayoutViews(PresentationLayout layout);
+// The menu title of a layout.
+QString presentationLayoutTitle(PresentationLayout layout);

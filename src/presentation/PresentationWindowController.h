@@ -1,0 +1,96 @@
+#pragma once
+
+#include "presentation/PresentationLayout.h"
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QStringList>
+#include <QVariantMap>
+#include <vector>
+
+class Document;
+class DocumentObservingViewController;
+class QAction;
+class QSplitter;
+class VideoPlaybackViewController;
+
+// A window that shows one document in one of the five layouts. The document window is one too;
+// further ones (another screen, say) follow the active document and keep their own layout, metric
+// selection and media group. Handles the playback commands while it is the active window.
+class PresentationWindowController : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit PresentationWindowController(QWidget* parent = nullptr);
+    ~PresentationWindowController() override;
+
+    virtual Document* currentDocument() const;
+    virtual void setCurrentDocument(Document* document);
+
+    PresentationLayout layout() const { return layout_; }
+    void setLayout(PresentationLayout layout) { layout_ = layout; }
+    // Replaces the child views with those of the current layout, each given the document.
+    void applyLayout();
+    // The child views of the current layout, in layout order.
+    const std::vector<DocumentObservingViewController*>& rootViews() const { return rootViews_; }
+    // The first child view of a class, if the layout has one.
+    template <class View> View* rootView() const {
+        for (auto* view : rootViews_)
+            if (auto* v = qobject_cast<View*>(view))
+                return v;
+        return nullptr;
+    }
+    VideoPlaybackViewController* videoViewController() const;
+
+    const QStringList& displayedMetrics() const { return displayedMetrics_; }
+    const QStringList& displayedMetricsBeforeGun() const { return displayedMetricsBeforeGun_; }
+    const QString& initialMediaGroupName() const { return initialMediaGroupName_; }
+    void setInitialMediaGroupName(const QString& name) { initialMediaGroupName_ = name; }
+
+    // The state record: restoring reads "frame", "initialDisplayedMetrics",
+    // "initialDisplayedMetricsBeforeGun", "initialMediaGroup", "layout" and "muteAudio", ignoring
+    // any that is missing or of the wrong type.
+    void restoreState(const QVariantMap& state);
+    QVariantMap stateRecord() const;
+    // Re-reads the document into every child view.
+    void refreshViews();
+
+    // The playback commands, by identifier: "PlayPause", "SeekBack01" … "SeekForward10",
+    // "SeekPreviousAsset", "SeekNextAsset", "FocusRace".
+    static QStringList playbackCommandIdentifiers();
+    QAction* playbackAction(const QString& identifier) const;
+    void seekMenuAction(QObject* sender);
+    void focusRaceMenuAction(QObject* sender);
+    bool validateMenuItem(const QAction* item) const;
+    // Enables each playback command by the state of the document.
+    void validatePlaybackActions();
+    // The layout named by the sender's data (a raw layout value).
+    void updateCurrentWindowLayout(QObject* sender);
+
+    // The timeline's "add media" button; the document window runs the flow, others hand it there.
+    virtual void addAssets();
+
+    // Seconds of the seek commands.
+    static constexpr double shortSeek = 0.1;
+    static constexpr double mediumSeek = 1.0;
+    static constexpr double longSeek = 10.0;
+
+signals:
+    void currentDocumentChanged(Document* document);
+    void layoutApplied();
+
+protected:
+    void createPlaybackActions();
+    void watchDocument();
+
+    QPointer<Document> currentDocument_;
+    std::vector<DocumentObservingViewController*> rootViews_;
+    QStringList initialDisplayedMetrics_;
+    QStringList initialDisplayedMetricsBeforeGun_;
+    QStringList displayedMetrics_;
+    QStringList displayedMetricsBeforeGun_;
+    QString initialMediaGroupName_;
+    PresentationLayout layout_ = PresentationLayout::videoMapTimeline;
+    bool muteAudio_ = false;
+    std::vector<QAction*> playbackActions_;
+    QList<QMetaObject::Connection> documentConnections_;
+};

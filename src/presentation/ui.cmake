@@ -1,0 +1,8 @@
+target_sources(wakeline_ui PRIVATE
+  presentation/DocumentObservingViewController.cpp
+  presentation/DocumentObservingViewController.h
+  presentation/PresentationLayout.cpp
+  presentation/PresentationWindowController.cpp
+  presentation/PresentationWindowController.h
+  presentation/ViewFactory.cpp
+)

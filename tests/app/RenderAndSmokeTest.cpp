@@ -1,0 +1,106 @@
+#include "app/ShellFixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QSet>
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Outcome {
+    int exitCode = -1;
+    QString output;
+};
+
+Outcome runProgram(const QString& program, const QStringList& arguments,
+                   const QProcessEnvironment& environment, int timeoutMs = 60000) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    Outcome result;
+    if (!process.waitForFinished(timeoutMs)) {
+        process.kill();
+        process.waitForFinished();
+        result.output = "timed out: " + QString::fromLocal8Bit(process.readAll());
+        return result;
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.output = QString::fromLocal8Bit(process.readAll());
+    return result;
+}
+
+// How many different colours a picture holds, sampled on a grid: a drawn window has many, a
+// blank or black one very few.
+int colourCount(const QImage& image) {
+    QSet<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 7)
+        for (int x = 0; x < image.width(); x += 7)
+            colours.insert(image.pixel(x, y));
+    return colours.size();
+}
+
+} // namespace
+
+TEST(RenderCommand, DrawsOneFrameOfALayoutOffscreen) {
+    ShellFixture fixture;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("DISPLAY");
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    const QString out = fixture.dir.filePath("frame.png");
+    Outcome rendered = runProgram(WAKELINE_PROGRAM,
+                                  {"render", fixture.package, "--at", "2023-06-06T12:03:20Z", "--layout",
+                                   "mapTimeline", "--size", "800x500", "-o", out},
+                                  environment);
+    ASSERT_EQ(rendered.exitCode, 0) << qPrintable(rendered.output);
+    QImage image(out);
+    ASSERT_EQ(image.size(), QSize(800, 500));
+    EXPECT_GT(colourCount(image), 8);
+    EXPECT_TRUE(rendered.output.contains("\"layout\": \"mapTimeline\"")) << qPrintable(rendered.output);
+
+    // Bad arguments: exit 2 and no picture; a missing document: exit 1.
+    EXPECT_EQ(runProgram(WAKELINE_PROGRAM, {"render", fixture.package, "--layout", "grid", "-o", out + "2"},
+                         environment)
+                  .exitCode,
+              2);
+    EXPECT_EQ(runProgram(WAKELINE_PROGRAM, {"render", fixture.package, "--size", "big", "-o", out + "2"},
+                         environment)
+                  .exitCode,
+              2);
+    EXPECT_FALSE(QFile::exists(out + "2"));
+    EXPECT_EQ(runProgram(WAKELINE_PROGRAM, {"render", fixture.dir.filePath("none.wakeline"), "-o", out + "2"},
+                         environment)
+                  .exitCode,
+              1);
+}
+
+TEST(DesktopSmoke, OpensADocumentInARealWindowUnderXvfbAndQuitsCleanly) {
+#ifndef XVFB_RUN
+    GTEST_SKIP() << "xvfb-run is not installed (scripts/setup installs it)";
+#else
+    ShellFixture fixture;
+    QTemporaryDir home;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("QT_QPA_PLATFORM");
+    environment.insert("QT_QPA_PLATFORM", "xcb");
+    environment.insert("HOME", home.path());
+    environment.insert("XDG_CONFIG_HOME", home.filePath("config"));
+    environment.insert("XDG_STATE_HOME", home.filePath("state"));
+    const QString shot = fixture.dir.filePath("screen.png");
+    Outcome smoke = runProgram(
+        XVFB_RUN,
+        {"-a", "-s", "-screen 0 1280x800x24", WAKELINE_PROGRAM, "--screenshot", shot, fixture.package},
+        environment, 90000);
+    ASSERT_EQ(smoke.exitCode, 0) << qPrintable(smoke.output);
+    QImage image(shot);
+    ASSERT_FALSE(image.isNull()) << qPrintable(smoke.output);
+    EXPECT_EQ(image.size(), QSize(1280, 800));
+    EXPECT_GT(colourCount(image), 20) << "the window was not drawn";
+    // A clean quit leaves no crash report, and the window's state was saved.
+    EXPECT_FALSE(QDir(home.filePath("state/Wakeline/crashes")).exists() &&
+                 !QDir(home.filePath("state/Wakeline/crashes")).entryList(QDir::Files).isEmpty());
+    EXPECT_TRUE(QFile::exists(home.filePath("config/Wakeline/Wakeline.conf")));
+#endif
+}

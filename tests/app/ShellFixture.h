@@ -1,0 +1,25 @@
+#pragma once
+
+#include "core/Instant.h"
+
+#include <QString>
+#include <QTemporaryDir>
+
+class Document;
+
+// A saved event on disk: one boat sailing for ten minutes with position, heading and wind, a
+// race, and two media groups with a photo. For the window, document and render tests.
+struct ShellFixture {
+    static constexpr double t0 = 1686052800.0; // 2023-06-06 12:00:00 UTC
+
+    QTemporaryDir dir;
+    QString package = dir.filePath("Harbour Race.wakeline");
+
+    ShellFixture();
+    static Instant at(double secondsAfterStart) { return Instant::fromUnix(t0 + secondsAfterStart); }
+    // The boat log written for the package, for a package whose log has gone missing.
+    QString logPath() const;
+};
+
+// Registers the standard views once per test binary.
+void registerViewsOnce();

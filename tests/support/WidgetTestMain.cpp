@@ -1,0 +1,18 @@
+#include "core/UserDefaults.h"
+
+#include <QApplication>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+// Widget tests need a QApplication; like every test binary they get settings in a temporary file.
+int main(int argc, char** argv) {
+    // Listing the tests at build time runs this without the test environment.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    QTemporaryDir settingsDir;
+    UserDefaults::useFile(settingsDir.filePath("settings.ini"));
+    ::testing::InitGoogleTest(&argc, argv);
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,1 @@
+wakeline_widget_test(timeline_tests timeline/TimelineViewTest.cpp timeline/TimelineViewControllerTest.cpp)
