@@ -39,15 +39,20 @@ void writeLog(const QString& path, int boat) {
         std::copy(std::begin(row), std::end(row),
                   values.begin() + static_cast<std::ptrdiff_t>(r * columns.size()));
     }
+    writeBoatLog(path, columns, times, values);
+}
+} // namespace
+
+void writeBoatLog(const QString& path, const std::vector<std::string>& columns,
+                  const std::vector<double>& times, const std::vector<double>& values) {
     SerialQueue::hdf().sync([&] {
         auto file = Hdf5File::create(path.toStdString());
         file->createGroup("/log0");
         file->writeStrings("/log0/axis0", columns, Hdf5File::StringStorage::fixedLength);
         file->writeDoubles("/log0/axis1", times.data(), {times.size()});
-        file->writeDoubles("/log0/block0_values", values.data(), {records, columns.size()});
+        file->writeDoubles("/log0/block0_values", values.data(), {times.size(), columns.size()});
     });
 }
-} // namespace
 
 const std::vector<std::string>& FleetFixture::columns() {
     static const std::vector<std::string> names = {

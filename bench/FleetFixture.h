@@ -8,6 +8,10 @@
 #include <string>
 #include <vector>
 
+// Writes a boat log the way the converter does: `values` row-major, one row per time (Unix seconds).
+void writeBoatLog(const QString& path, const std::vector<std::string>& columns,
+                  const std::vector<double>& times, const std::vector<double>& values);
+
 // A fleet for the per-tick benchmarks: 20 boats logged at 10 Hz for half an hour, each sailing its
 // own slow spiral, with position, heading, wind, start-line figures and a mark; a race whose gun
 // is in the middle of the logs and whose start line lies among the boats.

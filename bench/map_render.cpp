@@ -8,10 +8,9 @@
 //                   points already in view coordinates: the floor for the drawing
 //   map_render [--frames N]
 
+#include "FleetFixture.h"
 #include "boatlog/LogFileAsset.h"
-#include "boatlog/hdf5/Hdf5File.h"
 #include "core/Diagnostics.h"
-#include "core/SerialQueue.h"
 #include "core/TimeZone.h"
 #include "core/UserDefaults.h"
 #include "document/Document.h"
@@ -82,13 +81,7 @@ void writeLog(const QString& path, int boat) {
         std::copy(std::begin(row), std::end(row),
                   values.begin() + static_cast<std::ptrdiff_t>(r * columns.size()));
     }
-    SerialQueue::hdf().sync([&] {
-        auto file = Hdf5File::create(path.toStdString());
-        file->createGroup("/log0");
-        file->writeStrings("/log0/axis0", columns, Hdf5File::StringStorage::fixedLength);
-        file->writeDoubles("/log0/axis1", times.data(), {times.size()});
-        file->writeDoubles("/log0/block0_values", values.data(), {records, columns.size()});
-    });
+    writeBoatLog(path, columns, times, values);
 }
 
 // Ticks in the last five minutes before the gun, where every line shows.

@@ -118,18 +118,7 @@ bool DocumentController::saveDocument(Document* document) {
         return false;
     if (document->packagePath().isEmpty())
         return saveDocumentAs(document);
-    if (auto error = DocumentPackageWriter::write(*document, document->packagePath())) {
-        presentError(tr("The document “%1” could not be saved.").arg(displayName(*document)),
-                     error->failureReason() + (error->underlying.isEmpty()
-                                                   ? QString()
-                                                   : QStringLiteral("\n") + error->underlying));
-        return false;
-    }
-    document->setEdited(false);
-    noteRecentDocument(document->packagePath());
-    if (auto* window = windowFor(document))
-        window->updateTitle();
-    return true;
+    return writePackage(*document, document->packagePath());
 }
 
 bool DocumentController::saveDocumentAs(Document* document) {
@@ -141,16 +130,20 @@ bool DocumentController::saveDocumentAs(Document* document) {
     const QString suffix = QStringLiteral(".") + QLatin1String(DocumentPackageWriter::extension);
     if (!path.endsWith(suffix))
         path += suffix;
-    if (auto error = DocumentPackageWriter::write(*document, path)) {
+    return writePackage(*document, path);
+}
+
+bool DocumentController::writePackage(Document& document, const QString& path) {
+    if (auto error = DocumentPackageWriter::write(document, path)) {
         presentError(tr("The document “%1” could not be saved.").arg(QFileInfo(path).completeBaseName()),
                      error->failureReason() + (error->underlying.isEmpty()
                                                    ? QString()
                                                    : QStringLiteral("\n") + error->underlying));
         return false;
     }
-    document->setEdited(false);
-    noteRecentDocument(document->packagePath());
-    if (auto* window = windowFor(document))
+    document.setEdited(false);
+    noteRecentDocument(document.packagePath());
+    if (auto* window = windowFor(&document))
         window->updateTitle();
     return true;
 }

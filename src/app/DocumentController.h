@@ -63,6 +63,8 @@ signals:
 
 private:
     WindowController* makeWindowControllers(Document* document);
+    // Saves into `path`; on failure says why and keeps the edited mark.
+    bool writePackage(Document& document, const QString& path);
     void forget(Document* document);
     SaveChangesAnswer askToSave(Document& document);
     QString askSaveLocation(Document& document);

@@ -22,24 +22,16 @@ double pointValue(const pugi::xml_node& point, std::string_view name) {
 } // namespace
 
 bool GpxReader::recognises(std::string_view head) {
-    std::size_t start = head.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
-    return start != std::string_view::npos && head[start] == '<' &&
-           head.find("<gpx") != std::string_view::npos;
+    return looksLikeXmlWith(head, {"<gpx"});
 }
 
 bool GpxReader::read(std::string& text, InputTable& table, std::string& error) {
     const std::string_view whole = text;
     pugi::xml_document document;
     std::string damage;
-    if (!parse(document, text, damage)) {
-        error = damage.empty() ? "no XML" : damage;
+    pugi::xml_node gpx = parseRoot(document, text, "gpx", damage, error);
+    if (!gpx)
         return false;
-    }
-    pugi::xml_node gpx = document.child("gpx");
-    if (!gpx) {
-        error = "no <gpx> element";
-        return false;
-    }
     TrackPoints points(table, whole, std::string("GPX ") + gpx.attribute("version").as_string("1.1"));
     if (!damage.empty())
         points.drop(damage, -1);

@@ -71,24 +71,16 @@ void placemark(const pugi::xml_node& node, TrackPoints& points) {
 } // namespace
 
 bool KmlReader::recognises(std::string_view head) {
-    std::size_t start = head.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
-    return start != std::string_view::npos && head[start] == '<' &&
-           head.find("<kml") != std::string_view::npos;
+    return looksLikeXmlWith(head, {"<kml"});
 }
 
 bool KmlReader::read(std::string& text, InputTable& table, std::string& error) {
     const std::string_view whole = text;
     pugi::xml_document document;
     std::string damage;
-    if (!parse(document, text, damage)) {
-        error = damage.empty() ? "no XML" : damage;
+    pugi::xml_node kml = parseRoot(document, text, "kml", damage, error);
+    if (!kml)
         return false;
-    }
-    pugi::xml_node kml = document.child("kml");
-    if (!kml) {
-        error = "no <kml> element";
-        return false;
-    }
     TrackPoints points(table, whole, "KML");
     if (!damage.empty())
         points.drop(damage, -1);

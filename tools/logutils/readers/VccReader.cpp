@@ -6,20 +6,15 @@
 using namespace XmlNodes;
 
 bool VccReader::recognises(std::string_view head) {
-    std::size_t start = head.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
-    return start != std::string_view::npos && head[start] == '<' &&
-           (head.find("<VelocitekControlCenter") != std::string_view::npos ||
-            head.find("CapturedTrack") != std::string_view::npos);
+    return looksLikeXmlWith(head, {"<VelocitekControlCenter", "CapturedTrack"});
 }
 
 bool VccReader::read(std::string& text, InputTable& table, std::string& error) {
     const std::string_view whole = text;
     pugi::xml_document document;
     std::string damage;
-    if (!parse(document, text, damage)) {
-        error = damage.empty() ? "no XML" : damage;
+    if (!parseRoot(document, text, nullptr, damage, error))
         return false;
-    }
     TrackPoints points(table, whole, "VCC");
     if (!damage.empty())
         points.drop(damage, -1);

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <fast_float/fast_float.h>
+#include <initializer_list>
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
@@ -61,6 +62,34 @@ inline bool parse(pugi::xml_document& document, std::string& text, std::string& 
         damage =
             std::string("XML error: ") + result.description() + " at byte " + std::to_string(result.offset);
     return document.first_child();
+}
+
+// Whether `head`, the start of a file, is markup (after blanks and a byte-order mark) that
+// contains one of `marks` ("<gpx").
+inline bool looksLikeXmlWith(std::string_view head, std::initializer_list<std::string_view> marks) {
+    std::size_t start = head.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
+    if (start == std::string_view::npos || head[start] != '<')
+        return false;
+    for (std::string_view mark : marks)
+        if (head.find(mark) != std::string_view::npos)
+            return true;
+    return false;
+}
+
+// Parses `text` and answers its root element named `rootName`, or the document itself without a
+// name; a null node, with `error` set, when there is nothing to read.
+inline pugi::xml_node parseRoot(pugi::xml_document& document, std::string& text, const char* rootName,
+                                std::string& damage, std::string& error) {
+    if (!parse(document, text, damage)) {
+        error = damage.empty() ? "no XML" : damage;
+        return {};
+    }
+    if (!rootName)
+        return document;
+    pugi::xml_node root = document.child(rootName);
+    if (!root)
+        error = std::string("no <") + rootName + "> element";
+    return root;
 }
 
 inline std::string_view trimmed(std::string_view text) {
