@@ -86,7 +86,7 @@ def compare(cli, fmt, path, tmp):
 def main():
     here = os.path.dirname(os.path.abspath(__file__))
     parser = argparse.ArgumentParser()
-    parser.add_argument("--cli", default=os.path.join(here, "..", "build", "conv-release", "tools", "logutils",
+    parser.add_argument("--cli", default=os.path.join(here, "..", "build", "release", "tools", "logutils",
                                                       "logutils-cli"))
     parser.add_argument("--megabytes", type=int, default=100)
     parser.add_argument("--gpx-megabytes", type=int, default=50)
