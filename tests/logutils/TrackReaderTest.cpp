@@ -186,6 +186,25 @@ TEST(TrackReaders, GpxKmlAndVcc) {
 }
 
 // Whatever the bytes, the readers answer with consistent tables.
+TEST(TrackReaders, AFileCutShortKeepsThePointsBeforeTheCut) {
+    const std::string whole = R"(<?xml version="1.0"?>
+<gpx version="1.1" xmlns="http://www.topografix.com/GPX/1/1"><trk><trkseg>
+<trkpt lat="54.1" lon="10.1"><time>2023-06-06T12:00:00Z</time></trkpt>
+<trkpt lat="54.2" lon="10.2"><time>2023-06-06T12:00:01Z</time></trkpt>
+<trkpt lat="54.3" lon="10.3"><time>2023-06-06T12:00:02Z</time></trkpt>
+<trkpt lat="54.4" lon="10.4"><time>2023-06-06T12:00:03Z</time></trkpt>)";
+    const std::size_t thirdPoint = whole.find("<trkpt lat=\"54.3\"");
+    // Cut inside a tag, inside an attribute, inside a text and between tags: the two whole points
+    // before the cut always survive.
+    for (std::size_t cut : {thirdPoint + 3, thirdPoint + 14, thirdPoint + 40, thirdPoint}) {
+        std::string text = whole.substr(0, cut);
+        InputTable table;
+        std::string error;
+        ASSERT_TRUE(GpxReader::read(text, table, error)) << cut << ": " << error;
+        EXPECT_GE(table.times.size(), 2u) << cut;
+    }
+}
+
 TEST(TrackReaders, SurviveGarbage) {
     std::mt19937 random(11);
     const std::string alphabet = "$!*,.0123456789ANEWSTRGPMCVZDA<>/=\" \n\r\\";
