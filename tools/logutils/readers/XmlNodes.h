@@ -53,19 +53,14 @@ inline pugi::xml_node descendant(const pugi::xml_node& node, std::string_view na
     return found;
 }
 
-// Parses `text`. A file cut short keeps what came before the damage; the damage itself is told in
-// `damage`. A cut inside a tag costs the parser the whole tree, so the text is then read again up
-// to the last whole tag.
+// Parses `text` in place. A file cut short keeps what came before the damage; the damage itself
+// is told in `damage`.
 inline bool parse(pugi::xml_document& document, std::string& text, std::string& damage) {
-    pugi::xml_parse_result result = document.load_buffer(text.data(), text.size(), pugi::parse_default);
-    if (result)
-        return document.first_child();
-    damage = std::string("XML error: ") + result.description() + " at byte " + std::to_string(result.offset);
-    if (!document.first_child() && result.offset > 0) {
-        std::size_t lastTagEnd = text.rfind('>', static_cast<std::size_t>(result.offset) - 1);
-        if (lastTagEnd != std::string::npos)
-            document.load_buffer(text.data(), lastTagEnd + 1, pugi::parse_default);
-    }
+    pugi::xml_parse_result result =
+        document.load_buffer_inplace(text.data(), text.size(), pugi::parse_default);
+    if (!result)
+        damage =
+            std::string("XML error: ") + result.description() + " at byte " + std::to_string(result.offset);
     return document.first_child();
 }
 
