@@ -54,6 +54,17 @@ void writeBoatLog(const QString& path, const std::vector<std::string>& columns,
     });
 }
 
+void setStartRace(Document& document, MapCoordinate pin, Instant gun) {
+    auto race = std::make_shared<Race>();
+    race->setTime(gun);
+    const MapCoordinate committee = Geodesy::destination(pin, 90, 300);
+    race->setPinLat(QString::number(pin.latitude, 'g', 17));
+    race->setPinLon(QString::number(pin.longitude, 'g', 17));
+    race->setRcLat(QString::number(committee.latitude, 'g', 17));
+    race->setRcLon(QString::number(committee.longitude, 'g', 17));
+    document.setRaces({race});
+}
+
 const std::vector<std::string>& FleetFixture::columns() {
     static const std::vector<std::string> names = {
         "Lat",       "Lon",       "Heading",    "COG",        "TWD",   "TWS",   "TargetTWA",
@@ -77,14 +88,7 @@ FleetFixture::FleetFixture() {
         const auto& boat = boats[static_cast<std::size_t>(b)];
         document.addLogAsset(boat, LogFileAsset::open(path, boat, QUuid::createUuid(), 0, TimeZone::utc()));
     }
-    auto race = std::make_shared<Race>();
-    race->setTime(Instant::fromUnix(startUnix + gunSeconds));
-    const MapCoordinate committee = Geodesy::destination(pin, 90, 300);
-    race->setPinLat(QString::number(pin.latitude, 'g', 17));
-    race->setPinLon(QString::number(pin.longitude, 'g', 17));
-    race->setRcLat(QString::number(committee.latitude, 'g', 17));
-    race->setRcLon(QString::number(committee.longitude, 'g', 17));
-    document.setRaces({race});
+    setStartRace(document, pin, Instant::fromUnix(startUnix + gunSeconds));
 }
 
 Instant FleetFixture::tick(std::size_t i) {

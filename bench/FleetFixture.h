@@ -12,6 +12,9 @@
 void writeBoatLog(const QString& path, const std::vector<std::string>& columns,
                   const std::vector<double>& times, const std::vector<double>& values);
 
+// Gives the document one race with its gun at `gun` and a 300 m start line east of `pin`.
+void setStartRace(Document& document, MapCoordinate pin, Instant gun);
+
 // A fleet for the per-tick benchmarks: 20 boats logged at 10 Hz for half an hour, each sailing its
 // own slow spiral, with position, heading, wind, start-line figures and a mark; a race whose gun
 // is in the middle of the logs and whose start line lies among the boats.

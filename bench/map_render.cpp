@@ -112,14 +112,7 @@ struct Fleet {
                 boats[std::size_t(b)],
                 LogFileAsset::open(path, boats[std::size_t(b)], QUuid::createUuid(), 0, TimeZone::utc()));
         }
-        auto race = std::make_shared<Race>();
-        race->setTime(Instant::fromUnix(startUnix + gunSeconds));
-        const MapCoordinate committee = Geodesy::destination(pin, 90, 300);
-        race->setPinLat(QString::number(pin.latitude, 'g', 17));
-        race->setPinLon(QString::number(pin.longitude, 'g', 17));
-        race->setRcLat(QString::number(committee.latitude, 'g', 17));
-        race->setRcLon(QString::number(committee.longitude, 'g', 17));
-        document.setRaces({race});
+        setStartRace(document, pin, Instant::fromUnix(startUnix + gunSeconds));
         view.resize(frameSize);
         view.setScene(&scene);
         raceMap = std::make_unique<RaceMap>(scene);

@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QUuid>
 #include <cmath>
+#include <cstdio>
 
 ConverterRun::ConverterRun() = default;
 
@@ -48,4 +49,13 @@ std::shared_ptr<LogFileAsset> ConverterRun::open(const QString& output) const {
 double cell(const LogFileAsset& asset, std::int64_t row, const std::string& metric) {
     auto value = asset.boatLog()->value({row, {}}, BoatMetric(metric));
     return value ? value->value() : NAN;
+}
+
+std::string nmeaSentence(const std::string& body) {
+    unsigned sum = 0;
+    for (char c : body)
+        sum ^= static_cast<unsigned char>(c);
+    char tail[8];
+    std::snprintf(tail, sizeof tail, "*%02X", sum);
+    return "$" + body + tail + "\n";
 }

@@ -36,3 +36,5 @@ private:
 
 // The value of `metric` in record `row`, NaN when absent.
 double cell(const LogFileAsset& asset, std::int64_t row, const std::string& metric);
+// "$" + body + "*" + checksum + line feed: an NMEA 0183 sentence as instruments send it.
+std::string nmeaSentence(const std::string& body);

@@ -1,3 +1,4 @@
+#include "logutils/ConverterFixture.h"
 #include "readers/GpxReader.h"
 #include "readers/KmlReader.h"
 #include "readers/NmeaReader.h"
@@ -68,15 +69,6 @@ void expectSameFixes(const InputTable& table, const std::vector<Fix>& theirs, co
     }
 }
 
-std::string checksummed(const std::string& body) {
-    unsigned sum = 0;
-    for (char c : body)
-        sum ^= static_cast<unsigned char>(c);
-    char tail[8];
-    std::snprintf(tail, sizeof tail, "*%02X", sum);
-    return "$" + body + tail + "\n";
-}
-
 } // namespace
 
 TEST(GpsbabelComparison, PositionsAndTimesAgree) {
@@ -94,10 +86,10 @@ TEST(GpsbabelComparison, PositionsAndTimesAgree) {
         const double latMinutes = 30.0 + s * 0.0125, lonMinutes = 10.1234 + s * 0.0007;
         std::snprintf(body, sizeof body, "GPGGA,%s,41%07.4f,S,002%07.4f,W,1,08,0.9,5.0,M,,M,,", time,
                       latMinutes, lonMinutes);
-        nmea << checksummed(body);
+        nmea << nmeaSentence(body);
         std::snprintf(body, sizeof body, "GPRMC,%s,A,41%07.4f,S,002%07.4f,W,5.5,120.0,%s,,,A", time,
                       latMinutes, lonMinutes, t < 86400 ? "310523" : "010623");
-        nmea << checksummed(body);
+        nmea << nmeaSentence(body);
     }
     const QString nmeaPath = dir.filePath("track-fixture.nmea");
     std::ofstream(nmeaPath.toStdString()) << nmea.str();

@@ -15,15 +15,6 @@ namespace {
 const double t0 = 1685620800.0; // 2023-06-01T12:00:00Z
 constexpr double radians = std::numbers::pi / 180.0;
 
-std::string sentence(const std::string& body) {
-    unsigned sum = 0;
-    for (char c : body)
-        sum ^= static_cast<unsigned char>(c);
-    char tail[8];
-    std::snprintf(tail, sizeof tail, "*%02X", sum);
-    return "$" + body + tail + "\n";
-}
-
 std::string nmeaCoordinate(double degrees, bool latitude) {
     const double a = std::abs(degrees);
     const double whole = std::floor(a);
@@ -48,13 +39,13 @@ std::string raceLog() {
         char body[200];
         std::snprintf(body, sizeof body, "GPRMC,12%02d%02d,A,%s,%s,%.2f,%.1f,010623,,,A", s / 60, s % 60,
                       nmeaCoordinate(lat, true).c_str(), nmeaCoordinate(lon, false).c_str(), speed, heading);
-        log << sentence(body);
+        log << nmeaSentence(body);
         std::snprintf(body, sizeof body, "HCHDT,%.1f,T", heading);
-        log << sentence(body);
+        log << nmeaSentence(body);
         std::snprintf(body, sizeof body, "VWVHW,,T,,M,%.2f,N,,K", speed);
-        log << sentence(body);
+        log << nmeaSentence(body);
         std::snprintf(body, sizeof body, "WIMWV,%.1f,R,%.2f,N,A", awa < 0 ? awa + 360 : awa, aws);
-        log << sentence(body);
+        log << nmeaSentence(body);
         const double metres = speed * 1852.0 / 3600.0;
         lat += metres * std::cos(heading * radians) / 6372797.6 / radians;
         lon += metres * std::sin(heading * radians) / 6372797.6 / radians / std::cos(lat * radians);

@@ -1,3 +1,4 @@
+#include "logutils/ConverterFixture.h"
 #include "readers/GpxReader.h"
 #include "readers/KmlReader.h"
 #include "readers/NmeaReader.h"
@@ -9,16 +10,6 @@
 #include <random>
 
 namespace {
-
-// A sentence with its checksum.
-std::string sentence(const std::string& body) {
-    unsigned sum = 0;
-    for (char c : body)
-        sum ^= static_cast<unsigned char>(c);
-    char tail[8];
-    std::snprintf(tail, sizeof tail, "*%02X", sum);
-    return "$" + body + tail + "\n";
-}
 
 const InputColumn* column(const InputTable& table, const std::string& name) {
     for (const auto& c : table.columns)
@@ -44,16 +35,17 @@ const double day = 1685577600.0; // 2023-06-01T00:00:00Z
 // What each sentence gives, in storage units, whatever prefix a logger put before it.
 TEST(NmeaReader, SentencesIntoColumns) {
     std::string log =
-        sentence("IIMWV,030,R,12.0,N,A") + // before any time: counted, not kept
-        "!" + sentence("AIVDM,1,1,,A,13aI8e?P00PGpU:NR6s00?vT2000,0").substr(1) +
-        sentence("GPRMC,120000.50,A,5430.000,N,01015.000,E,6.5,45.0,010623,2.0,E,A") + "1685620800.5 " +
-        sentence("IIHDG,40.0,,,2.0,E") + "\\s:bus,c:1685620800*00\\" + sentence("IIMWV,330,R,20.0,M,A") +
-        sentence("IIMWV,150,T,10.0,K,A") + sentence("IIVHW,,T,,M,6.2,N,,K") +
-        sentence("IIXDR,A,-12.5,D,HEEL,A,3.0,D,PTCH,A,-4.0,D,RUDDER") + sentence("IIDPT,12.5,0.5") +
-        sentence("IIMTW,17.5,C") + sentence("IIVWR,045,L,08.0,N,,,,") +
-        sentence("GPGGA,120001,5430.100,S,01015.100,W,1,08,0.9,5,M,,M,,") +
-        sentence("GNRMC,120001,A,1000.000,N,01000.000,E,1.0,1.0,010623,,,A") + // a second receiver
-        sentence("GPVTG,90.0,T,,M,7.0,N,,K") + sentence("IIMWD,200.0,T,,M,14.0,N,,M");
+        nmeaSentence("IIMWV,030,R,12.0,N,A") + // before any time: counted, not kept
+        "!" + nmeaSentence("AIVDM,1,1,,A,13aI8e?P00PGpU:NR6s00?vT2000,0").substr(1) +
+        nmeaSentence("GPRMC,120000.50,A,5430.000,N,01015.000,E,6.5,45.0,010623,2.0,E,A") + "1685620800.5 " +
+        nmeaSentence("IIHDG,40.0,,,2.0,E") + "\\s:bus,c:1685620800*00\\" +
+        nmeaSentence("IIMWV,330,R,20.0,M,A") + nmeaSentence("IIMWV,150,T,10.0,K,A") +
+        nmeaSentence("IIVHW,,T,,M,6.2,N,,K") +
+        nmeaSentence("IIXDR,A,-12.5,D,HEEL,A,3.0,D,PTCH,A,-4.0,D,RUDDER") + nmeaSentence("IIDPT,12.5,0.5") +
+        nmeaSentence("IIMTW,17.5,C") + nmeaSentence("IIVWR,045,L,08.0,N,,,,") +
+        nmeaSentence("GPGGA,120001,5430.100,S,01015.100,W,1,08,0.9,5,M,,M,,") +
+        nmeaSentence("GNRMC,120001,A,1000.000,N,01000.000,E,1.0,1.0,010623,,,A") + // a second receiver
+        nmeaSentence("GPVTG,90.0,T,,M,7.0,N,,K") + nmeaSentence("IIMWD,200.0,T,,M,14.0,N,,M");
     InputTable table;
     std::string error;
     ASSERT_TRUE(readNmea(log, table, error)) << error;
@@ -87,16 +79,16 @@ TEST(NmeaReader, SentencesIntoColumns) {
 
 // Damaged lines are dropped and counted, and the rest still reads.
 TEST(NmeaReader, BadLinesAreCounted) {
-    std::string good = sentence("GPRMC,120000,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
-    std::string badChecksum = sentence("GPRMC,120001,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
+    std::string good = nmeaSentence("GPRMC,120000,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
+    std::string badChecksum = nmeaSentence("GPRMC,120001,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
     badChecksum[20] = '9';
     std::string log = good + badChecksum + "$GPRMC,120002,A,5430.0\n" + // cut off
                       "$IIMWV,030,R,12.0,N,A*4\n" +                     // cut in the checksum
-                      sentence("GPRMC,120003,A,5430.000,N,01015.000,E,6.x5,45.0,010623,,,A") +
-                      sentence("GPRMC,120004,A,0000.000,N,00000.000,E,6.5,45.0,010623,,,A") +
-                      sentence("GPRMC,115959,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A") + // backwards
-                      sentence("IIMWV,030,R,12.0,N,A") + // belongs to the dropped time: dropped too
-                      "garbage\n" + sentence("GPRMC,120005,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
+                      nmeaSentence("GPRMC,120003,A,5430.000,N,01015.000,E,6.x5,45.0,010623,,,A") +
+                      nmeaSentence("GPRMC,120004,A,0000.000,N,00000.000,E,6.5,45.0,010623,,,A") +
+                      nmeaSentence("GPRMC,115959,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A") + // backwards
+                      nmeaSentence("IIMWV,030,R,12.0,N,A") + // belongs to the dropped time: dropped too
+                      "garbage\n" + nmeaSentence("GPRMC,120005,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
     InputTable table;
     std::string error;
     ASSERT_TRUE(readNmea(log, table, error)) << error;
@@ -111,10 +103,10 @@ TEST(NmeaReader, BadLinesAreCounted) {
 
 // Times without a date take it from a later sentence; midnight passes; no date at all fails.
 TEST(NmeaReader, DatesOfTimeOfDaySentences) {
-    std::string log = sentence("GPGGA,235958,5430.000,N,01015.000,E,1,08,0.9,5,M,,M,,") +
-                      sentence("GPGGA,235959,5430.000,N,01015.000,E,1,08,0.9,5,M,,M,,") +
-                      sentence("GPGGA,000000,5430.000,N,01015.000,E,1,08,0.9,5,M,,M,,") +
-                      sentence("GPZDA,000001,02,06,2023,,");
+    std::string log = nmeaSentence("GPGGA,235958,5430.000,N,01015.000,E,1,08,0.9,5,M,,M,,") +
+                      nmeaSentence("GPGGA,235959,5430.000,N,01015.000,E,1,08,0.9,5,M,,M,,") +
+                      nmeaSentence("GPGGA,000000,5430.000,N,01015.000,E,1,08,0.9,5,M,,M,,") +
+                      nmeaSentence("GPZDA,000001,02,06,2023,,");
     InputTable table;
     std::string error;
     ASSERT_TRUE(readNmea(log, table, error)) << error;
@@ -123,7 +115,8 @@ TEST(NmeaReader, DatesOfTimeOfDaySentences) {
     EXPECT_EQ(table.times[3], day + 86401);
 
     InputTable undated;
-    EXPECT_FALSE(readNmea(sentence("GPZDA,120000,,,,,") + sentence("IIMWV,030,R,12.0,N,A"), undated, error));
+    EXPECT_FALSE(
+        readNmea(nmeaSentence("GPZDA,120000,,,,,") + nmeaSentence("IIMWV,030,R,12.0,N,A"), undated, error));
     EXPECT_NE(error.find("no date"), std::string::npos) << error;
     EXPECT_FALSE(NmeaReader::recognises("Time,BSP\n2023-06-01 12:00:00,6.5\n"));
 }
@@ -208,7 +201,7 @@ TEST(TrackReaders, AFileCutShortKeepsThePointsBeforeTheCut) {
 TEST(TrackReaders, SurviveGarbage) {
     std::mt19937 random(11);
     const std::string alphabet = "$!*,.0123456789ANEWSTRGPMCVZDA<>/=\" \n\r\\";
-    const std::string nmeaStart = sentence("GPRMC,120000,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
+    const std::string nmeaStart = nmeaSentence("GPRMC,120000,A,5430.000,N,01015.000,E,6.5,45.0,010623,,,A");
     const std::string gpxStart =
         "<gpx><trk><trkseg><trkpt lat=\"1\" lon=\"2\"><time>2023-06-01T12:00:00Z</time>";
     for (int round = 0; round < 300; ++round) {
