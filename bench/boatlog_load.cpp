@@ -88,6 +88,7 @@ int main(int argc, char** argv) {
     }
 
     std::shared_ptr<DoubleArrayBoatLog> log;
+    std::string failure;
     bool opened = false;
     auto started = std::chrono::steady_clock::now();
     SerialQueue::hdf().sync([&] {
@@ -95,7 +96,7 @@ int main(int argc, char** argv) {
         if (!file)
             return;
         opened = true;
-        log = DoubleArrayBoatLog::load(*file, group, boat, zone, 0.0);
+        log = DoubleArrayBoatLog::load(*file, group, boat, zone, 0.0, &failure);
     });
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     if (!opened) {
@@ -103,7 +104,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     if (!log) {
-        std::fprintf(stderr, "boatlog_load: cannot load group %s of %s\n", group.c_str(), path.c_str());
+        std::fprintf(stderr, "boatlog_load: cannot load group %s of %s: %s\n", group.c_str(), path.c_str(),
+                     failure.c_str());
         return 1;
     }
 

@@ -9,6 +9,10 @@ warm:
   h5py      /log0/axis0, /log0/axis1 and /log0/block0_values read whole
   pandas    pandas.read_hdf(path, "log0")
 
+With --mixed a tenth of the columns are integers and another tenth booleans, so that pandas writes
+three blocks (blockN_items + blockN_values, one per dtype); h5py then reads every block whole and
+places its columns by their names into one table of doubles, as the program does.
+
 and prints the median time of each, the peak memory of that run net of the same program's
 footprint without the load, and the ratios against the goals.
 
@@ -70,7 +74,7 @@ def peak_resident_bytes():
     return -1
 
 
-def generate(path, records, columns):
+def generate(path, records, columns, mixed):
     import numpy as np
     import pandas as pd
 
@@ -97,6 +101,12 @@ def generate(path, records, columns):
     if columns > 10:
         values[:, columns - 2] = np.nan
     frame = pd.DataFrame(values, index=index, columns=names, copy=False)
+    if mixed:
+        # Neither the first nor the last column: the contenders are compared on those.
+        for c in range(5, columns - 1, 10):
+            frame[names[c]] = np.nan_to_num(frame[names[c]].to_numpy()).round().astype(np.int64)
+        for c in range(8, columns - 1, 10):
+            frame[names[c]] = frame[names[c]].to_numpy() > 10.0
 
     partial = path + ".partial"
     if os.path.exists(partial):
@@ -110,7 +120,7 @@ def generate(path, records, columns):
 def contender(kind, path, baseline):
     if kind == "h5py":
         import h5py
-        import numpy  # noqa: F401  (h5py returns numpy arrays)
+        import numpy
     else:
         import pandas
         import tables  # noqa: F401  (read_hdf imports it on first use; that is no part of a load)
@@ -125,7 +135,16 @@ def contender(kind, path, baseline):
             group = f[GROUP]
             names = group["axis0"][()]
             index = group["axis1"][()]
-            values = group["block0_values"][()]
+            if "block1_values" in group:
+                values = numpy.empty((len(index), len(names)))
+                position = {name: i for i, name in enumerate(names)}
+                block = 0
+                while f"block{block}_values" in group:
+                    items = group[f"block{block}_items"][()]
+                    values[:, [position[name] for name in items]] = group[f"block{block}_values"][()]
+                    block += 1
+            else:
+                values = group["block0_values"][()]
         seconds = time.perf_counter() - started
         records, columns = values.shape
         assert len(names) == columns and len(index) == records
@@ -162,13 +181,17 @@ def run_json(command):
     return json.loads(lines[-1])
 
 
-def cached_file_matches(path, records, columns):
+def cached_file_matches(path, records, columns, mixed):
     if not os.path.exists(path):
         return False
     try:
         import h5py
         with h5py.File(path, "r") as f:
-            return f[f"{GROUP}/block0_values"].shape == (records, columns) and f[f"{GROUP}/axis1"].shape == (records,)
+            group = f[GROUP]
+            if mixed:
+                return ("block2_values" in group and group["axis0"].shape == (columns,)
+                        and group["axis1"].shape == (records,))
+            return group["block0_values"].shape == (records, columns) and group["axis1"].shape == (records,)
     except Exception:
         return False
 
@@ -193,22 +216,26 @@ def main():
     parser.add_argument("--records", type=int, default=1_000_000)
     parser.add_argument("--columns", type=int, default=60)
     parser.add_argument("--runs", type=int, default=5, help="loads per contender (default: 5)")
+    parser.add_argument("--mixed", action="store_true",
+                        help="integer and boolean columns too: one block per dtype")
     args = parser.parse_args()
     if args.runs < 1 or args.records < 2 or args.columns < 2:
         parser.error("need at least one run, two records and two columns")
 
-    path = args.file or os.path.join(args.data_dir, f"boatlog-{args.records}x{args.columns}.h5")
+    suffix = "-mixed" if args.mixed else ""
+    path = args.file or os.path.join(args.data_dir, f"boatlog-{args.records}x{args.columns}{suffix}.h5")
     path = os.path.abspath(path)
     if not os.access(args.loader, os.X_OK):
         raise Failure(f"no loader program at {args.loader}; build the release preset first (scripts/bench)")
 
-    if cached_file_matches(path, args.records, args.columns):
+    if cached_file_matches(path, args.records, args.columns, args.mixed):
         print(f"Using cached {path}")
     else:
         os.makedirs(os.path.dirname(path), exist_ok=True)
         print(f"Generating {path} ({args.records:,} records x {args.columns} columns)...", flush=True)
         started = time.perf_counter()
-        run_json([sys.executable, __file__, "_generate", path, str(args.records), str(args.columns)])
+        run_json([sys.executable, __file__, "_generate", path, str(args.records), str(args.columns)]
+                 + (["--mixed"] if args.mixed else []))
         print(f"  done in {time.perf_counter() - started:.1f} s")
     warm_page_cache(path)
 
@@ -257,7 +284,8 @@ def main():
         }
 
     print()
-    print(f"Boat-log load: {args.records:,} records x {args.columns} columns, "
+    dtypes = " of mixed dtypes" if args.mixed else ""
+    print(f"Boat-log load: {args.records:,} records x {args.columns} columns{dtypes}, "
           f"{megabytes(os.path.getsize(path)):.0f} MB file, {args.runs} runs each, page cache warm")
     print(f"  file: {path}")
     print()
@@ -288,7 +316,7 @@ def main():
 if __name__ == "__main__":
     try:
         if len(sys.argv) > 1 and sys.argv[1] == "_generate":
-            generate(sys.argv[2], int(sys.argv[3]), int(sys.argv[4]))
+            generate(sys.argv[2], int(sys.argv[3]), int(sys.argv[4]), "--mixed" in sys.argv[5:])
         elif len(sys.argv) > 1 and sys.argv[1] == "_contender":
             contender(sys.argv[2], sys.argv[3], "--baseline" in sys.argv[4:])
         else:

@@ -96,10 +96,13 @@ int ExamineCommand::run(const QStringList& arguments) {
         return DocumentSummary::run(path, at);
     auto boat =
         Boat::create(QFileInfo(path).completeBaseName(), "", RgbColor::pureRed(), Boat::DisplayMode::Main);
-    auto asset =
-        LogFileAsset::open(QFileInfo(path).absoluteFilePath(), boat, QUuid::createUuid(), offset, zone);
-    if (!asset)
+    QString failure;
+    auto asset = LogFileAsset::open(QFileInfo(path).absoluteFilePath(), boat, QUuid::createUuid(), offset,
+                                    zone, &failure);
+    if (!asset) {
+        std::fprintf(stderr, "wakeline inspect: cannot load %s: %s\n", qPrintable(path), qPrintable(failure));
         return 1;
+    }
     const DoubleArrayBoatLog& log = *asset->boatLog();
 
     ordered_json json = logSummary(*asset);

@@ -19,10 +19,12 @@ class LogFileAsset {
 public:
     // Opens a converted log file. `fileTimeZone` is the zone the document stored for the asset;
     // without one (a fresh import) the zone the converter recorded is used, else UTC.
-    // None, with the warnings printed, when the file or its data cannot be read.
+    // None, with the warnings printed and a short reason for the user in `failure`, when the file
+    // or its data cannot be read or cannot be trusted (see DoubleArrayBoatLog::load).
     // The HDF5 work runs on SerialQueue::hdf(); callable from any thread.
     static std::shared_ptr<LogFileAsset> open(const QString& path, std::shared_ptr<Boat> boat, QUuid uuid,
-                                              double offset, std::optional<TimeZone> fileTimeZone);
+                                              double offset, std::optional<TimeZone> fileTimeZone,
+                                              QString* failure = nullptr);
 
     const std::shared_ptr<Boat>& boat() const { return boat_; }
     const QUuid& uuid() const { return uuid_; }

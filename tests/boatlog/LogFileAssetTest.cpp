@@ -1,5 +1,6 @@
 #include "boatlog/LogFileAsset.h"
 
+#include "boatlog/BoatLogView.h"
 #include "core/SerialQueue.h"
 #include "metrics/Boat.h"
 #include "support/LogFixture.h"
@@ -192,6 +193,55 @@ TEST(LogFileAsset, BrokenFilesGiveAWarningAndNoLog) {
         EXPECT_NE(diagnostics.find("Warning: "), std::string::npos) << "cut at " << cut;
     }
 
+    // A header may claim any number of records, and the library makes up what the file lacks.
+    LogFixture claiming = sampleLog();
+    claiming.omitTimes = true;
+    QString claimingPath = dir.filePath("claiming.hdf5");
+    ASSERT_TRUE(claiming.write(claimingPath));
+    SerialQueue::hdf().sync([&] {
+        auto file = Hdf5File::openReadWrite(claimingPath.toStdString());
+        ASSERT_TRUE(file);
+        hsize_t claimed = hsize_t{1} << 62, chunk = 1024;
+        Hdf5DataspaceHandle space(H5Screate_simple(1, &claimed, nullptr));
+        Hdf5PropertyListHandle chunked(H5Pcreate(H5P_DATASET_CREATE));
+        ASSERT_GE(H5Pset_chunk(chunked.get(), 1, &chunk), 0);
+        Hdf5DatasetHandle times(H5Dcreate2(file->id(), "/log0/axis1", H5T_IEEE_F64LE, space.get(),
+                                           H5P_DEFAULT, chunked.get(), H5P_DEFAULT));
+        ASSERT_TRUE(times);
+    });
+    expectRefused(claimingPath, "Warning: could not find dataset /log0/axis1");
+
+    // A compact dataset whose header has lost its data: the library would read it from nowhere.
+    LogFixture compact = sampleLog();
+    compact.omitNames = true;
+    QString compactPath = dir.filePath("compact.hdf5");
+    ASSERT_TRUE(compact.write(compactPath));
+    const char names[] = "Lat\0\0Lon\0\0TWS\0\0Heave";
+    SerialQueue::hdf().sync([&] {
+        auto file = Hdf5File::openReadWrite(compactPath.toStdString());
+        ASSERT_TRUE(file);
+        hsize_t count = 4;
+        Hdf5DataspaceHandle space(H5Screate_simple(1, &count, nullptr));
+        Hdf5DatatypeHandle type(H5Tcopy(H5T_C_S1));
+        H5Tset_size(type.get(), 5);
+        Hdf5PropertyListHandle layout(H5Pcreate(H5P_DATASET_CREATE));
+        H5Pset_layout(layout.get(), H5D_COMPACT);
+        Hdf5DatasetHandle dataset(H5Dcreate2(file->id(), "/log0/axis0", type.get(), space.get(), H5P_DEFAULT,
+                                             layout.get(), H5P_DEFAULT));
+        ASSERT_GE(H5Dwrite(dataset.get(), type.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, names), 0);
+    });
+    QFile compactFile(compactPath);
+    ASSERT_TRUE(compactFile.open(QIODevice::ReadWrite));
+    QByteArray compactBytes = compactFile.readAll();
+    // The layout message: version 3, class 0 (compact), the data's size, the data.
+    qsizetype data = compactBytes.indexOf(QByteArray(names, 20));
+    ASSERT_GE(data, 4);
+    ASSERT_EQ(compactBytes.mid(data - 4, 4), QByteArray("\x03\x00\x14\x00", 4));
+    compactFile.seek(data - 2);
+    compactFile.write(QByteArray(2, '\0'));
+    compactFile.close();
+    expectRefused(compactPath, "Warning: could not find dataset /log0/axis0");
+
     // A log without columns has nothing to show.
     LogFixture noColumns;
     noColumns.times = {t0};
@@ -199,16 +249,134 @@ TEST(LogFileAsset, BrokenFilesGiveAWarningAndNoLog) {
     expectRefused(dir.filePath("nocolumns.hdf5"), "has no columns");
 }
 
-TEST(LogFileAssetDeathTest, MetadataBytesOutsideAByteStop) {
+namespace {
+
+// Opens a log that must be refused and answers the reason given, which was printed as a warning.
+std::string refusal(const QString& path) {
+    DiagnosticsCapture capture;
+    QString failure;
+    auto boat = Boat::create("Stella", "", RgbColor::pureRed(), Boat::DisplayMode::Main);
+    auto asset = LogFileAsset::open(path, boat, QUuid::createUuid(), 0.0, TimeZone::utc(), &failure);
+    EXPECT_FALSE(asset) << path.toStdString();
+    EXPECT_NE(capture.text().find("Warning: " + failure.toStdString()), std::string::npos) << capture.text();
+    return failure.toStdString();
+}
+
+std::string refusal(const QString& path, const LogFixture& log) {
+    EXPECT_TRUE(log.write(path));
+    return refusal(path);
+}
+
+} // namespace
+
+// A table whose parts do not fit together would stop the program at its first lookup past the
+// values, or answer wrong records from the binary search of its times: it is refused instead.
+TEST(LogFileAsset, TablesThatDoNotFitTogetherAreRefusedWithTheReason) {
     QTemporaryDir dir;
-    QString path = dir.filePath("bytes.hdf5");
-    LogFixture log = sampleLog();
-    log.meta.reset();
-    ASSERT_TRUE(log.write(path));
-    SerialQueue::hdf().sync([&] {
-        auto file = Hdf5File::openReadWrite(path.toStdString());
-        ASSERT_TRUE(file && file->createGroup("/meta"));
-        ASSERT_TRUE(file->writeIntegers("/meta/values", {'{', '}', 300}, Hdf5File::IntegerType::int64));
-    });
-    EXPECT_DEATH(open(path), "Metadata byte out of range");
+    auto path = [&](const char* name) { return dir.filePath(QString(name) + ".hdf5"); };
+
+    LogFixture shortValues = sampleLog();
+    shortValues.values.pop_back();
+    shortValues.valuesAsMatrix = false;
+    EXPECT_EQ(refusal(path("short"), shortValues),
+              "the values hold 11 numbers where 3 records × 4 columns need 12");
+
+    LogFixture moreTimes = sampleLog();
+    moreTimes.times.push_back(t0 + 3);
+    EXPECT_EQ(refusal(path("more-times"), moreTimes),
+              "the values hold 3 rows where /log0/axis1 holds 4 times");
+    LogFixture fewerTimes = sampleLog();
+    fewerTimes.times.pop_back();
+    EXPECT_EQ(refusal(path("fewer-times"), fewerTimes),
+              "the values hold 3 rows where /log0/axis1 holds 2 times");
+
+    LogFixture transposed = sampleLog();
+    transposed.valuesShape = std::vector<std::uint64_t>{4, 3};
+    EXPECT_EQ(refusal(path("transposed"), transposed),
+              "the values are laid out 4 × 3 where 3 records × 4 columns need 3 × 4");
+
+    LogFixture notATime = sampleLog();
+    notATime.times[1] = NAN;
+    EXPECT_EQ(refusal(path("nan"), notATime), "the time of record 1 is not a number");
+    LogFixture backwards = sampleLog();
+    backwards.times = {t0, t0 + 2, t0 + 1};
+    EXPECT_EQ(refusal(path("backwards"), backwards),
+              "the times go backwards: record 2 (1686052801) is earlier than record 1 (1686052802)");
+
+    // Metadata before the table and after it.
+    for (const char* name : {"meta", "meta0"}) {
+        QString bytes = path(name);
+        LogFixture log = sampleLog();
+        log.meta.reset();
+        log.meta0.reset();
+        ASSERT_TRUE(log.write(bytes));
+        SerialQueue::hdf().sync([&] {
+            auto file = Hdf5File::openReadWrite(bytes.toStdString());
+            ASSERT_TRUE(file && file->createGroup(std::string("/") + name));
+            ASSERT_TRUE(file->writeIntegers(std::string("/") + name + "/values", {'{', '}', 300},
+                                            Hdf5File::IntegerType::int64));
+        });
+        EXPECT_EQ(refusal(bytes),
+                  std::string("the metadata /") + name + "/values holds 300 where a byte belongs");
+    }
+
+    // Records at the same time are no disorder.
+    LogFixture sameTime = sampleLog();
+    sameTime.times = {t0, t0 + 1, t0 + 1};
+    ASSERT_TRUE(sameTime.write(path("same-time")));
+    auto [asset, diagnostics] = open(path("same-time"));
+    ASSERT_TRUE(asset) << diagnostics;
+    auto view = asset->boatLog()->view(Instant::fromUnix(t0 + 0.5), true);
+    ASSERT_TRUE(view);
+    EXPECT_DOUBLE_EQ(view->value(Case::TWS)->value(), 12.5);
+}
+
+// Blocks of pandas' mixed-dtype layout are placed by the names of their columns, never by their
+// order; a layout that cannot be placed is refused.
+TEST(LogFileAsset, BlocksArePlacedByTheirColumnNames) {
+    QTemporaryDir dir;
+    auto path = [&](const char* name) { return dir.filePath(QString(name) + ".hdf5"); };
+    // Two columns of one name: the k-th of the blocks is the k-th of the table, and a lookup reads
+    // the later one.
+    auto split = [] {
+        LogFixture log;
+        log.columns = {"TWS", "Heel", "Lat", "TWS"};
+        log.times = {t0, t0 + 1};
+        log.block0Items = {"TWS", "Lat", "TWS"};
+        log.values = {10, 54.1, 20, /**/ 11, 54.2, 21};
+        log.valuesShape = std::vector<std::uint64_t>{2, 3};
+        log.moreBlocks = {{{"Heel"}, {-3, 4}}};
+        return log;
+    };
+    ASSERT_TRUE(split().write(path("split")));
+    auto [asset, diagnostics] = open(path("split"));
+    ASSERT_TRUE(asset) << diagnostics;
+    const DoubleArrayBoatLog& log = *asset->boatLog();
+    EXPECT_EQ(log.columnNames(), split().columns);
+    EXPECT_EQ(std::vector<double>(log.values().begin(), log.values().end()),
+              (std::vector<double>{10, -3, 54.1, 20, /**/ 11, 4, 54.2, 21}));
+    EXPECT_EQ(log.value({1, {}}, Case::TWS)->value(), 21.0);
+    EXPECT_EQ(log.value({1, {}}, Case::Heel)->value(), 4.0);
+
+    LogFixture unknown = split();
+    unknown.moreBlocks[0].items = {"Trim"};
+    EXPECT_EQ(refusal(path("unknown"), unknown),
+              "/log0/block1_items names a column \"Trim\" that /log0/axis0 does not have");
+    LogFixture twice = split();
+    twice.moreBlocks[0].items = {"Lat"};
+    EXPECT_EQ(refusal(path("twice"), twice),
+              "the blocks hold more columns named \"Lat\" than /log0/axis0 has");
+    LogFixture lost = split();
+    lost.moreBlocks.clear();
+    EXPECT_EQ(refusal(path("lost"), lost), "column \"Heel\" has no values in any block");
+    LogFixture shortBlock = split();
+    shortBlock.moreBlocks[0].values = {-3};
+    EXPECT_EQ(refusal(path("short-block"), shortBlock),
+              "the values in /log0/block1_values hold 1 row where /log0/axis1 holds 2 times");
+
+    // Several blocks without the names of their columns cannot be placed at all.
+    LogFixture nameless = split();
+    nameless.block0Items.reset();
+    EXPECT_EQ(refusal(path("nameless"), nameless),
+              "the values lie in 2 blocks without the names of their columns (/log0/block0_items)");
 }

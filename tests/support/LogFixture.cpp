@@ -6,6 +6,7 @@
 
 #include <QProcess>
 #include <QStringList>
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -42,7 +43,18 @@ bool LogFixture::write(const QString& path) const {
             std::vector<std::uint64_t> shape{values.size()};
             if (valuesAsMatrix && !columns.empty())
                 shape = {values.size() / columns.size(), columns.size()};
-            ok &= file->writeDoubles("/log0/block0_values", values.data(), shape);
+            ok &= file->writeDoubles("/log0/block0_values", values.data(), valuesShape.value_or(shape));
+        }
+        const auto names = Hdf5File::StringStorage::fixedLength;
+        if (block0Items)
+            ok &= file->writeStrings("/log0/block0_items", *block0Items, names);
+        for (std::size_t b = 0; b < moreBlocks.size(); ++b) {
+            const Block& block = moreBlocks[b];
+            const std::string prefix = "/log0/block" + std::to_string(b + 1);
+            ok &= file->writeStrings(prefix + "_items", block.items, names);
+            std::uint64_t width = std::max<std::size_t>(1, block.items.size());
+            ok &= file->writeDoubles(prefix + "_values", block.values.data(),
+                                     {block.values.size() / width, width});
         }
         auto writeJson = [&](const char* name, const std::optional<std::string>& json) {
             if (!json)

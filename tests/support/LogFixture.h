@@ -20,6 +20,17 @@ struct LogFixture {
     bool omitTimes = false;
     bool omitValues = false;
     bool valuesAsMatrix = true; // rank 2 (records × columns) rather than flat
+    // The shape block0_values is written with, for values that do not fit their table; as many
+    // values as it holds are written.
+    std::optional<std::vector<std::uint64_t>> valuesShape;
+    // pandas' layout of mixed dtypes: `block0Items` names the columns of block0_values, and each
+    // further block brings its own items and values (records × items).
+    struct Block {
+        std::vector<std::string> items;
+        std::vector<double> values;
+    };
+    std::optional<std::vector<std::string>> block0Items;
+    std::vector<Block> moreBlocks;
     std::optional<std::string> meta;
     std::optional<std::string> meta0;
     std::optional<std::string> parseContext;

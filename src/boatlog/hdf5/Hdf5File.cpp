@@ -4,6 +4,8 @@
 #include <limits>
 #include <mutex>
 #include <new>
+#include <stdexcept>
+#include <type_traits>
 
 namespace {
 
@@ -13,8 +15,36 @@ void silenceErrorStack() {
     std::call_once(once, [] { H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr); });
 }
 
-bool isNumeric(H5T_class_t typeClass) {
-    return typeClass == H5T_INTEGER || typeClass == H5T_FLOAT;
+Hdf5File::ElementKind kindOf(hid_t type) {
+    switch (H5Tget_class(type)) {
+    case H5T_INTEGER:
+    case H5T_FLOAT:
+    case H5T_ENUM: { // h5py's bool; the library converts enumerations to numbers
+        // The library sizes its conversion buffers by the element: a damaged type can claim any.
+        std::size_t size = H5Tget_size(type);
+        return size > 0 && size <= 16 ? Hdf5File::ElementKind::number : Hdf5File::ElementKind::other;
+    }
+    case H5T_BITFIELD:
+        return H5Tget_size(type) == 1 ? Hdf5File::ElementKind::boolean : Hdf5File::ElementKind::other;
+    case H5T_STRING:
+    case H5T_VLEN: // pandas stores a column of Python objects as pickled variable-length bytes
+        return Hdf5File::ElementKind::text;
+    default:
+        return Hdf5File::ElementKind::other;
+    }
+}
+
+bool readableAsDoubles(Hdf5File::ElementKind kind) {
+    return kind == Hdf5File::ElementKind::number || kind == Hdf5File::ElementKind::boolean;
+}
+
+// The library converts no bitfield to a number: booleans are read as their bytes into the start
+// of the buffer, then widened in place from the last one, so that no byte is overwritten before
+// it is read.
+void widenBooleans(double* data, std::size_t count) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data);
+    for (std::size_t i = count; i-- > 0;)
+        data[i] = bytes[i] != 0 ? 1.0 : 0.0;
 }
 
 std::optional<std::vector<hsize_t>> shapeOf(hid_t dataset) {
@@ -28,6 +58,26 @@ std::optional<std::vector<hsize_t>> shapeOf(hid_t dataset) {
     if (rank > 0 && H5Sget_simple_extent_dims(space.get(), dims.data(), nullptr) < 0)
         return std::nullopt;
     return dims;
+}
+
+// A damaged header can claim any size, and the library fills in what the file does not hold or
+// reads past what it does: a dataset is read only when the file stores enough of it to be its
+// data. Without chunks nothing is compressed, so that is every byte (data never written is no
+// log's data either); chunks may be deflated (at most about 1:1030), and small chunked datasets
+// may be fill values.
+bool storedEnough(hid_t dataset, std::size_t count, std::size_t elementBytes) {
+    constexpr std::uint64_t anySize = 1 << 20;
+    constexpr std::uint64_t compression = 1100;
+    std::uint64_t bytes = 0;
+    if (__builtin_mul_overflow(std::uint64_t{count}, std::uint64_t{elementBytes}, &bytes))
+        return false;
+    if (bytes == 0)
+        return true;
+    const hsize_t stored = H5Dget_storage_size(dataset);
+    Hdf5PropertyListHandle creation(H5Dget_create_plist(dataset));
+    if (!creation || H5Pget_layout(creation.get()) != H5D_CHUNKED)
+        return stored >= bytes;
+    return bytes <= anySize || bytes / compression <= stored;
 }
 
 std::optional<std::size_t> elementCount(const std::vector<hsize_t>& dims) {
@@ -97,6 +147,76 @@ bool Hdf5File::exists(const std::string& path) const {
     return H5Lexists(file_.get(), path.c_str(), H5P_DEFAULT) > 0;
 }
 
+bool Hdf5File::hasAttribute(const std::string& objectPath, const std::string& name) const {
+    return exists(objectPath) &&
+           H5Aexists_by_name(file_.get(), objectPath.c_str(), name.c_str(), H5P_DEFAULT) > 0;
+}
+
+std::optional<std::string> Hdf5File::readStringAttribute(const std::string& objectPath,
+                                                         const std::string& name) const {
+    if (!hasAttribute(objectPath, name))
+        return std::nullopt;
+    Hdf5AttributeHandle attribute(
+        H5Aopen_by_name(file_.get(), objectPath.c_str(), name.c_str(), H5P_DEFAULT, H5P_DEFAULT));
+    Hdf5DatatypeHandle fileType(attribute ? H5Aget_type(attribute.get()) : H5I_INVALID_HID);
+    Hdf5DataspaceHandle space(attribute ? H5Aget_space(attribute.get()) : H5I_INVALID_HID);
+    if (!fileType || !space || H5Tget_class(fileType.get()) != H5T_STRING ||
+        H5Sget_simple_extent_type(space.get()) != H5S_SCALAR)
+        return std::nullopt;
+    Hdf5DatatypeHandle memoryType(H5Tcopy(H5T_C_S1));
+    H5Tset_cset(memoryType.get(), H5Tget_cset(fileType.get())); // the library converts no character set
+    if (H5Tis_variable_str(fileType.get()) > 0) {
+        H5Tset_size(memoryType.get(), H5T_VARIABLE);
+        char* text = nullptr;
+        if (H5Aread(attribute.get(), memoryType.get(), &text) < 0)
+            return std::nullopt;
+        std::string value = text ? text : "";
+        H5free_memory(text);
+        return value;
+    }
+    // An attribute is small by the format's rules (64 KiB unless stored densely); a damaged one
+    // may claim more.
+    std::size_t width = H5Tget_size(fileType.get());
+    if (width == 0 || width > (1u << 20))
+        return std::nullopt;
+    H5Tset_size(memoryType.get(), width);
+    H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);
+    std::string buffer(width, '\0');
+    if (H5Aread(attribute.get(), memoryType.get(), buffer.data()) < 0)
+        return std::nullopt;
+    buffer.resize(strnlen(buffer.data(), width));
+    return buffer;
+}
+
+std::optional<std::uint64_t> Hdf5File::fileSize() const {
+    hsize_t size = 0;
+    if (H5Fget_filesize(file_.get(), &size) < 0)
+        return std::nullopt;
+    return size;
+}
+
+bool Hdf5File::storesData(const std::string& path) const {
+    Hdf5DatasetHandle dataset = openDataset(path);
+    if (!dataset)
+        return false;
+    Hdf5DatatypeHandle type(H5Dget_type(dataset.get()));
+    auto dims = shapeOf(dataset.get());
+    auto count = dims ? elementCount(*dims) : std::nullopt;
+    return type && count && storedEnough(dataset.get(), *count, H5Tget_size(type.get()));
+}
+
+std::optional<Hdf5File::DatasetInfo> Hdf5File::info(const std::string& path) const {
+    Hdf5DatasetHandle dataset = openDataset(path);
+    if (!dataset)
+        return std::nullopt;
+    Hdf5DatatypeHandle type(H5Dget_type(dataset.get()));
+    auto dims = shapeOf(dataset.get());
+    if (!type || !dims)
+        return std::nullopt;
+    return DatasetInfo{kindOf(type.get()), std::vector<std::uint64_t>(dims->begin(), dims->end()),
+                       H5Tget_class(type.get()) == H5T_INTEGER};
+}
+
 Hdf5DatasetHandle Hdf5File::openDataset(const std::string& path) const {
     if (!exists(path))
         return Hdf5DatasetHandle();
@@ -114,6 +234,8 @@ std::optional<std::vector<std::string>> Hdf5File::readStrings(const std::string&
     if (!dims || dims->size() != 1)
         return std::nullopt;
     std::size_t count = (*dims)[0];
+    if (!storedEnough(dataset.get(), count, H5Tget_size(fileType.get())))
+        return std::nullopt;
     std::vector<std::string> strings;
     try {
         // A damaged header can claim any count: the allocation must fail inside the try.
@@ -152,39 +274,52 @@ std::optional<std::vector<std::string>> Hdf5File::readStrings(const std::string&
         }
     } catch (const std::bad_alloc&) {
         return std::nullopt;
+    } catch (const std::length_error&) {
+        return std::nullopt;
     }
     return strings;
 }
 
-// Reads a whole numeric dataset into `Buffer`, converted by HDF5 to `memoryType` as it reads.
-// None when the dataset is missing, of another class or rank, or cannot be read.
+// Reads a whole dataset into `Buffer`, converted as it reads: doubles take any number or boolean,
+// 64-bit integers any integer type. None when the dataset is missing, of another kind or rank, or
+// cannot be read.
 template <typename Buffer>
-std::optional<Buffer> Hdf5File::readNumeric(const std::string& path, hid_t memoryType, bool integersOnly,
-                                            int minRank, int maxRank,
+std::optional<Buffer> Hdf5File::readNumeric(const std::string& path, int minRank, int maxRank,
                                             std::vector<std::uint64_t>* shape) const {
+    constexpr bool toDouble = std::is_same_v<typename Buffer::value_type, double>;
     Hdf5DatasetHandle dataset = openDataset(path);
     if (!dataset)
         return std::nullopt;
     Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
     if (!fileType)
         return std::nullopt;
-    H5T_class_t typeClass = H5Tget_class(fileType.get());
-    if (integersOnly ? typeClass != H5T_INTEGER : !isNumeric(typeClass))
+    ElementKind kind = kindOf(fileType.get());
+    bool integer = kind == ElementKind::number && H5Tget_class(fileType.get()) == H5T_INTEGER;
+    if (toDouble ? !readableAsDoubles(kind) : !integer)
         return std::nullopt;
     auto dims = shapeOf(dataset.get());
     if (!dims || static_cast<int>(dims->size()) < minRank || static_cast<int>(dims->size()) > maxRank)
         return std::nullopt;
     auto count = elementCount(*dims);
-    if (!count)
+    if (!count || !storedEnough(dataset.get(), *count, H5Tget_size(fileType.get())))
         return std::nullopt;
     Buffer values;
     try {
         values.resize(*count);
     } catch (const std::bad_alloc&) {
-        return std::nullopt; // a damaged header can claim any size
+        return std::nullopt;
+    } catch (const std::length_error&) {
+        return std::nullopt;
     }
+    hid_t memoryType = !toDouble                      ? H5T_NATIVE_INT64
+                       : kind == ElementKind::boolean ? H5T_NATIVE_B8
+                                                      : H5T_NATIVE_DOUBLE;
     if (*count > 0 && H5Dread(dataset.get(), memoryType, H5S_ALL, H5S_ALL, H5P_DEFAULT, values.data()) < 0)
         return std::nullopt;
+    if constexpr (toDouble) {
+        if (kind == ElementKind::boolean)
+            widenBooleans(values.data(), *count);
+    }
     if (shape)
         shape->assign(dims->begin(), dims->end());
     return values;
@@ -193,8 +328,7 @@ std::optional<Buffer> Hdf5File::readNumeric(const std::string& path, hid_t memor
 std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& path, int minRank,
                                                           int maxRank) const {
     DoubleData data;
-    // Any integer or float type of the file arrives as native doubles.
-    auto values = readNumeric<DoubleArray>(path, H5T_NATIVE_DOUBLE, false, minRank, maxRank, &data.shape);
+    auto values = readNumeric<DoubleArray>(path, minRank, maxRank, &data.shape);
     if (!values)
         return std::nullopt;
     data.values = std::move(*values);
@@ -202,7 +336,7 @@ std::optional<Hdf5File::DoubleData> Hdf5File::readDoubles(const std::string& pat
 }
 
 std::optional<std::vector<std::int64_t>> Hdf5File::readIntegers(const std::string& path) const {
-    return readNumeric<std::vector<std::int64_t>>(path, H5T_NATIVE_INT64, true, 0, 32, nullptr);
+    return readNumeric<std::vector<std::int64_t>>(path, 0, 32, nullptr);
 }
 
 bool Hdf5File::createGroup(const std::string& path) {
@@ -381,11 +515,18 @@ bool Hdf5File::readDoubleRows(const std::string& path, std::uint64_t firstRow, s
     if (!dataset)
         return false;
     Hdf5DatatypeHandle fileType(H5Dget_type(dataset.get()));
-    if (!fileType || !isNumeric(H5Tget_class(fileType.get())))
+    ElementKind kind = fileType ? kindOf(fileType.get()) : ElementKind::other;
+    if (!readableAsDoubles(kind))
         return false;
     auto selection = selectRows(dataset.get(), firstRow, rowCount);
-    return selection && H5Dread(dataset.get(), H5T_NATIVE_DOUBLE, selection->memorySpace.get(),
-                                selection->fileSpace.get(), H5P_DEFAULT, data) >= 0;
+    bool booleans = kind == ElementKind::boolean;
+    if (!selection ||
+        H5Dread(dataset.get(), booleans ? H5T_NATIVE_B8 : H5T_NATIVE_DOUBLE, selection->memorySpace.get(),
+                selection->fileSpace.get(), H5P_DEFAULT, data) < 0)
+        return false;
+    if (booleans)
+        widenBooleans(data, static_cast<std::size_t>(H5Sget_select_npoints(selection->memorySpace.get())));
+    return true;
 }
 
 std::optional<std::vector<std::uint64_t>> Hdf5File::shape(const std::string& path) const {

@@ -24,6 +24,14 @@ public:
     enum class StringStorage { fixedLength, variableLength, fixedLengthNullTerminated };
     enum class CharacterSet { ascii, utf8 };
     enum class IntegerType { uint8, int64 };
+    // What a dataset's elements are, as far as reading them as numbers goes. Booleans are numpy's
+    // bool as PyTables stores it: one-byte bitfields.
+    enum class ElementKind { number, boolean, text, other };
+    struct DatasetInfo {
+        ElementKind kind;
+        std::vector<std::uint64_t> shape;
+        bool integer = false; // a number of an integer type
+    };
 
     static std::optional<Hdf5File> openReadOnly(const std::string& path);
     static std::optional<Hdf5File> openReadWrite(const std::string& path);
@@ -34,10 +42,22 @@ public:
     // Names of the objects in the root group, or none when the group cannot be read.
     std::optional<std::vector<std::string>> rootNames() const;
     bool exists(const std::string& path) const;
+    bool hasAttribute(const std::string& objectPath, const std::string& name) const;
+    // A scalar string attribute (fixed or variable length), or none when it is missing or not text.
+    std::optional<std::string> readStringAttribute(const std::string& objectPath,
+                                                   const std::string& name) const;
+    // The size of the file in bytes, or none when the library cannot tell.
+    std::optional<std::uint64_t> fileSize() const;
+    // The kind and shape of a dataset, or none when it is missing.
+    std::optional<DatasetInfo> info(const std::string& path) const;
+    // Whether the file stores enough of a dataset to be its data. A damaged header can claim any
+    // size, and the library fills in what the file lacks; whole reads make this check themselves.
+    bool storesData(const std::string& path) const;
 
     // A rank-1 dataset of fixed- or variable-length strings.
     std::optional<std::vector<std::string>> readStrings(const std::string& path) const;
-    // A dataset of any numeric type and a rank in [minRank, maxRank], converted to double.
+    // A dataset of any numeric or boolean type and a rank in [minRank, maxRank], converted to
+    // double (a boolean is 0 or 1).
     std::optional<DoubleData> readDoubles(const std::string& path, int minRank = 1, int maxRank = 1) const;
     // A dataset of an integer type of any rank, flattened.
     std::optional<std::vector<std::int64_t>> readIntegers(const std::string& path) const;
@@ -63,8 +83,8 @@ public:
     bool createDoubles(const std::string& path, const std::vector<std::uint64_t>& shape);
     bool writeDoubleRows(const std::string& path, std::uint64_t firstRow, std::uint64_t rowCount,
                          const double* data);
-    // Rows [firstRow, firstRow + rowCount) of a rank-1 or rank-2 numeric dataset, converted to
-    // double, into `data` (rowCount × columns values).
+    // Rows [firstRow, firstRow + rowCount) of a rank-1 or rank-2 numeric or boolean dataset,
+    // converted to double, into `data` (rowCount × columns values).
     bool readDoubleRows(const std::string& path, std::uint64_t firstRow, std::uint64_t rowCount,
                         double* data) const;
     // The shape of a dataset, or none when it is missing.
@@ -75,8 +95,8 @@ private:
     explicit Hdf5File(Hdf5FileHandle file) : file_(std::move(file)) {}
     Hdf5DatasetHandle openDataset(const std::string& path) const;
     template <typename Buffer>
-    std::optional<Buffer> readNumeric(const std::string& path, hid_t memoryType, bool integersOnly,
-                                      int minRank, int maxRank, std::vector<std::uint64_t>* shape) const;
+    std::optional<Buffer> readNumeric(const std::string& path, int minRank, int maxRank,
+                                      std::vector<std::uint64_t>* shape) const;
     bool writeDataset(const std::string& path, hid_t fileType, hid_t memoryType, const void* data,
                       const std::vector<std::uint64_t>& shape);
     bool writeAttribute(const std::string& objectPath, const std::string& name, hid_t fileType, hid_t space,

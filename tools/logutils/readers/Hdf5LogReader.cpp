@@ -1,11 +1,11 @@
 #include "readers/Hdf5LogReader.h"
 
+#include "boatlog/DoubleArrayBoatLog.h"
 #include "boatlog/hdf5/Hdf5File.h"
 #include "readers/TimeText.h"
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 
 namespace {
 // Rows read per slab when the row-major table is turned into columns: a few megabytes, so that
@@ -28,47 +28,28 @@ bool Hdf5LogReader::read(const std::string& path, InputTable& table, std::string
         error = "not a readable HDF5 file";
         return false;
     }
-    // A damaged header can claim any number of names; more than the file has bytes cannot be.
-    auto nameShape = file->shape("/log0/axis0");
-    std::error_code sizeError;
-    const auto fileSize = std::filesystem::file_size(path, sizeError);
-    if (!nameShape || nameShape->size() != 1 || sizeError || (*nameShape)[0] > fileSize) {
-        error = "no boat log (/log0/axis0, /log0/axis1, /log0/block0_values) in the file";
+    // The desktop program's own reading of the group: every block mapped by its column names.
+    auto layout = DoubleArrayBoatLog::FileLayout::read(*file, "log0", error);
+    if (!layout)
         return false;
-    }
-    auto names = file->readStrings("/log0/axis0");
-    auto times = file->readDoubles("/log0/axis1");
-    auto shape = file->shape("/log0/block0_values");
-    if (!names || !times || !shape) {
-        error = "no boat log (/log0/axis0, /log0/axis1, /log0/block0_values) in the file";
-        return false;
-    }
-    const std::uint64_t rows = times->values.size();
-    const std::uint64_t columns = names->size();
-    bool matches = shape->size() == 2 ? (*shape)[0] == rows && (*shape)[1] == columns
-                                      : shape->size() == 1 && (*shape)[0] == rows * columns;
-    if (!matches || columns == 0) {
-        error = "the boat log's table does not match its " + std::to_string(rows) + " times and " +
-                std::to_string(columns) + " column names";
+    const std::uint64_t rows = layout->recordCount();
+    const std::uint64_t columns = layout->columnCount();
+    if (columns == 0) {
+        error = "the boat log has no columns";
         return false;
     }
     table.kind = "converted log";
     table.columns.resize(columns);
     for (std::uint64_t c = 0; c < columns; ++c) {
-        table.columns[c].name = (*names)[c];
+        table.columns[c].name = layout->columnNames()[c];
         table.columns[c].values.resize(rows);
     }
-    // A flat table is read as one row per column count all the same.
     const std::uint64_t slabRows = std::max<std::uint64_t>(1, slabBytes / (8 * columns));
     std::vector<double> slab;
     for (std::uint64_t first = 0; first < rows; first += slabRows) {
         std::uint64_t count = std::min(slabRows, rows - first);
         slab.resize(count * columns);
-        bool read =
-            shape->size() == 2
-                ? file->readDoubleRows("/log0/block0_values", first, count, slab.data())
-                : file->readDoubleRows("/log0/block0_values", first * columns, count * columns, slab.data());
-        if (!read) {
+        if (!layout->readRows(*file, first, count, slab.data())) {
             error = "cannot read the boat log's values";
             return false;
         }
@@ -80,13 +61,14 @@ bool Hdf5LogReader::read(const std::string& path, InputTable& table, std::string
         column.numbers = std::count_if(column.values.begin(), column.values.end(),
                                        [](double v) { return !std::isnan(v); });
     // Rows without a finite time cannot be placed; rows are kept otherwise, as written.
+    const DoubleArray& times = layout->times();
     std::uint64_t kept = 0;
     for (std::uint64_t r = 0; r < rows; ++r) {
-        if (!plausibleTime(times->values[r])) {
+        if (!plausibleTime(times[r])) {
             table.skipped.skipLine(static_cast<std::int64_t>(r) + 1, "a record without a valid time");
             continue;
         }
-        table.times.push_back(times->values[r]);
+        table.times.push_back(times[r]);
         if (kept != r)
             for (auto& column : table.columns)
                 column.values[kept] = column.values[r];
