@@ -13,7 +13,6 @@
 #include "race/Race.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -49,10 +48,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     Document document;
-    QEventLoop loop;
-    DocumentOpener::open(document, std::get<DocumentReference>(std::move(read)), package,
-                         std::make_shared<QuietProgress>(), [&loop] { loop.quit(); });
-    loop.exec();
+    DocumentOpener::openAndWait(document, std::get<DocumentReference>(std::move(read)), package,
+                                std::make_shared<QuietProgress>());
     double opened = secondsSince(started);
 
     std::string saveTimes;

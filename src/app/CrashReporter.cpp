@@ -1,8 +1,9 @@
 #include "app/CrashReporter.h"
 
+#include "core/StateFolder.h"
+
 #include <QDateTime>
 #include <QDir>
-#include <QProcessEnvironment>
 #include <csignal>
 #include <cstring>
 #include <execinfo.h>
@@ -72,10 +73,7 @@ void handleCrash(int signalNumber) {
 } // namespace
 
 QString CrashReporter::reportFolder() {
-    QString state = QProcessEnvironment::systemEnvironment().value(QStringLiteral("XDG_STATE_HOME"));
-    if (state.isEmpty())
-        state = QDir::homePath() + QStringLiteral("/.local/state");
-    return state + QStringLiteral("/Wakeline/crashes");
+    return wakelineStateFolder() + QStringLiteral("/crashes");
 }
 
 QString CrashReporter::pendingReportPath() {

@@ -2,6 +2,8 @@
 
 #include "app/AppDelegate.h"
 #include "app/OpeningProgress.h"
+#include "app/PackageSave.h"
+#include "app/RecoveryScheduler.h"
 #include "app/WindowController.h"
 #include "core/Diagnostics.h"
 #include "core/UserDefaults.h"
@@ -12,9 +14,11 @@
 #include "document/DocumentPackageWriter.h"
 
 #include <QApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLocale>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -44,9 +48,18 @@ QString DocumentController::displayName(const Document& document) {
     return QFileInfo(document.packagePath()).completeBaseName();
 }
 
+void DocumentController::watch(Document* document, std::unique_ptr<RecoveryStore::Copy> copy) {
+    if (!recoveryFolder_.isEmpty()) {
+        if (!copy)
+            copy = std::make_unique<RecoveryStore::Copy>(recoveryFolder_);
+        new RecoveryScheduler(*document, std::move(copy), document);
+    }
+}
+
 Document* DocumentController::newDocument() {
     documents_.push_back(std::make_unique<Document>());
     Document* document = documents_.back().get();
+    watch(document);
     makeWindowControllers(document)->show();
     emit documentsChanged();
     return document;
@@ -79,7 +92,10 @@ Document* DocumentController::openDocument(const QString& path) {
     }
     documents_.push_back(std::make_unique<Document>());
     Document* document = documents_.back().get();
+    // Known at once, so that opening it again finds this window; it cannot be saved over until
+    // the opener has filled it.
     document->setPackagePath(packagePath);
+    watch(document);
     WindowController* window = makeWindowControllers(document);
     window->show();
 
@@ -87,7 +103,7 @@ Document* DocumentController::openDocument(const QString& path) {
     QPointer<Document> opened(document);
     DocumentOpener::open(*document, std::get<DocumentReference>(std::move(read)), packagePath, progress,
                          [this, opened, packagePath] {
-                             if (!opened)
+                             if (!opened || !opened->isEditable())
                                  return;
                              noteRecentDocument(packagePath);
                              if (auto* w = windowFor(opened))
@@ -113,9 +129,80 @@ void DocumentController::openDocumentWithChooser(QWidget* parent) {
         openDocument(path);
 }
 
+std::vector<Document*> DocumentController::offerRecovery() {
+    std::vector<Document*> restored;
+    if (recoveryFolder_.isEmpty())
+        return restored;
+    for (const RecoveryStore::Orphan& orphan : RecoveryStore::orphans(recoveryFolder_)) {
+        bool restore = true;
+        if (askRestore_) {
+            restore = askRestore_(orphan);
+        } else {
+            QMessageBox box;
+            box.setIcon(QMessageBox::Warning);
+            const QString name = orphan.packagePath.isEmpty()
+                                     ? tr("Untitled")
+                                     : QFileInfo(orphan.packagePath).completeBaseName();
+            box.setText(tr("Wakeline quit unexpectedly while “%1” had unsaved changes.").arg(name));
+            box.setInformativeText(
+                tr("Restore opens the document with the changes it had at %1; Discard deletes them.")
+                    .arg(QDateTime::fromSecsSinceEpoch(qint64(orphan.savedAt.unixSeconds()))
+                             .toString(QLocale().dateTimeFormat(QLocale::ShortFormat))));
+            auto* restoreButton = box.addButton(tr("Restore"), QMessageBox::AcceptRole);
+            box.addButton(tr("Discard"), QMessageBox::DestructiveRole);
+            box.setDefaultButton(restoreButton);
+            box.exec();
+            restore = box.clickedButton() == restoreButton;
+        }
+        if (!restore) {
+            RecoveryStore::discard(orphan);
+            continue;
+        }
+        if (Document* document = restoreDocument(orphan))
+            restored.push_back(document);
+    }
+    return restored;
+}
+
+Document* DocumentController::restoreDocument(const RecoveryStore::Orphan& orphan) {
+    auto read = DocumentPackageReader::read(orphan.copyPath);
+    if (auto* error = std::get_if<DocumentLoadingError>(&read)) {
+        presentError(tr("The recovered document could not be opened."), failureReason(*error));
+        return nullptr;
+    }
+    documents_.push_back(std::make_unique<Document>());
+    Document* document = documents_.back().get();
+    watch(document);
+    if (auto* scheduler = document->findChild<RecoveryScheduler*>())
+        scheduler->keepRestoredCopy(orphan);
+    WindowController* window = makeWindowControllers(document);
+    window->show();
+    auto progress = OpeningProgress::start(window, tr("Opening document…"));
+    QPointer<Document> opened(document);
+    DocumentOpener::open(*document, std::get<DocumentReference>(std::move(read)), orphan.copyPath, progress,
+                         [this, opened, packagePath = orphan.packagePath] {
+                             if (!opened || !opened->isEditable())
+                                 return;
+                             // It belongs where it came from, with its changes still unsaved.
+                             opened->setPackagePath(packagePath);
+                             opened->setEdited(true);
+                             if (auto* w = windowFor(opened)) {
+                                 w->refreshViews();
+                                 w->updateTitle();
+                             }
+                             emit documentOpened(opened);
+                         });
+    emit documentsChanged();
+    return document;
+}
+
 bool DocumentController::saveDocument(Document* document) {
     if (!document)
         return false;
+    if (!document->isEditable()) {
+        QApplication::beep();
+        return false;
+    }
     if (document->packagePath().isEmpty())
         return saveDocumentAs(document);
     return writePackage(*document, document->packagePath());
@@ -124,6 +211,10 @@ bool DocumentController::saveDocument(Document* document) {
 bool DocumentController::saveDocumentAs(Document* document) {
     if (!document)
         return false;
+    if (!document->isEditable()) {
+        QApplication::beep();
+        return false;
+    }
     QString path = askSaveLocation(*document);
     if (path.isEmpty())
         return false;
@@ -134,14 +225,23 @@ bool DocumentController::saveDocumentAs(Document* document) {
 }
 
 bool DocumentController::writePackage(Document& document, const QString& path) {
-    if (auto error = DocumentPackageWriter::write(document, path)) {
+    if (auto error = PackageSave::run(document, path, windowFor(&document), injectSaveFailure_)) {
+        // The user stopped it; the old package is as it was and nothing needs saying.
+        if (error->systemError == ECANCELED)
+            return false;
+        if (error->isFolderNotWritable()) {
+            const QString reason =
+                tr("The folder “%1” cannot be written (%2): it may be on a read-only disk, or you may not "
+                   "have permission to change it.")
+                    .arg(QFileInfo(QDir::cleanPath(path)).absolutePath(), error->underlying);
+            return askSaveElsewhere(document, reason) && saveDocumentAs(&document);
+        }
         presentError(tr("The document “%1” could not be saved.").arg(QFileInfo(path).completeBaseName()),
                      error->failureReason() + (error->underlying.isEmpty()
                                                    ? QString()
                                                    : QStringLiteral("\n") + error->underlying));
         return false;
     }
-    document.setEdited(false);
     noteRecentDocument(document.packagePath());
     if (auto* window = windowFor(&document))
         window->updateTitle();
@@ -151,6 +251,11 @@ bool DocumentController::writePackage(Document& document, const QString& path) {
 bool DocumentController::closeDocument(Document* document) {
     if (!document)
         return true;
+    // The files are being written; closing now would leave the user unsure of what was saved.
+    if (document->activity() == Document::Activity::saving) {
+        QApplication::beep();
+        return false;
+    }
     if (document->isDocumentEdited()) {
         switch (askToSave(*document)) {
         case SaveChangesAnswer::cancel:
@@ -193,6 +298,9 @@ WindowController* DocumentController::makeWindowControllers(Document* document) 
 
 void DocumentController::forget(Document* document) {
     document->pause();
+    // Closed on purpose: nothing to recover, even if the program ends before the document is
+    // deleted.
+    delete document->findChild<RecoveryScheduler*>();
     if (auto* window = windowFor(document)) {
         window->documentWillClose();
         window->deleteLater();
@@ -225,6 +333,20 @@ DocumentController::SaveChangesAnswer DocumentController::askToSave(Document& do
     if (box.clickedButton() == discard)
         return SaveChangesAnswer::discard;
     return SaveChangesAnswer::cancel;
+}
+
+bool DocumentController::askSaveElsewhere(Document& document, const QString& reason) {
+    if (askSaveElsewhere_)
+        return askSaveElsewhere_(document, reason);
+    QMessageBox box(windowFor(&document));
+    box.setIcon(QMessageBox::Warning);
+    box.setText(tr("The document “%1” could not be saved here.").arg(displayName(document)));
+    box.setInformativeText(reason + QStringLiteral("\n\n") + tr("You can save it somewhere else."));
+    auto* elsewhere = box.addButton(tr("Save As…"), QMessageBox::AcceptRole);
+    box.addButton(QMessageBox::Cancel);
+    box.setDefaultButton(elsewhere);
+    box.exec();
+    return box.clickedButton() == elsewhere;
 }
 
 QString DocumentController::askSaveLocation(Document& document) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "document/DocumentPackageWriter.h"
+#include "document/RecoveryStore.h"
+
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -29,6 +32,20 @@ public:
     // Errors are shown in an alert; tests collect them instead.
     using ErrorPresenter = std::function<void(const QString& message, const QString& informativeText)>;
     void setErrorPresenter(ErrorPresenter presenter) { presentError_ = std::move(presenter); }
+    // A save into a folder that cannot be written offers Save As; true takes the offer. Tests
+    // answer it themselves.
+    using SaveElsewhereQuestion = std::function<bool(Document&, const QString& reason)>;
+    void setSaveElsewhereQuestion(SaveElsewhereQuestion question) { askSaveElsewhere_ = std::move(question); }
+    // Restore (true) or discard a document left by a program that ended without closing it.
+    using RestoreQuestion = std::function<bool(const RecoveryStore::Orphan&)>;
+    void setRestoreQuestion(RestoreQuestion question) { askRestore_ = std::move(question); }
+    // Where recovery copies go; empty keeps none. The default is RecoveryStore::defaultFolder().
+    void setRecoveryFolder(const QString& folder) { recoveryFolder_ = folder; }
+    const QString& recoveryFolder() const { return recoveryFolder_; }
+    // For tests: fails saves at a step, as DocumentPackageWriter's injection does.
+    void setSaveFailureInjection(DocumentPackageWriter::FailureInjection inject) {
+        injectSaveFailure_ = std::move(inject);
+    }
 
     Document* newDocument();
     // Opens the package at `path` (or brings its window to the front when it is open already).
@@ -36,7 +53,13 @@ public:
     // cannot be read, with the reason shown.
     Document* openDocument(const QString& path);
     void openDocumentWithChooser(QWidget* parent);
-    // False when the save failed or the user cancelled the location.
+    // Offers each document left by a crash: Restore opens it with its unsaved changes, Discard
+    // drops it. Answers the documents restored.
+    std::vector<Document*> offerRecovery();
+    Document* restoreDocument(const RecoveryStore::Orphan& orphan);
+
+    // False when the save failed or the user cancelled the location. A document that is still
+    // opening, or being saved, cannot be saved (nor edited) until it is done.
     bool saveDocument(Document* document);
     bool saveDocumentAs(Document* document);
     // Asks about unsaved changes first; false when the user cancelled or the save failed.
@@ -72,7 +95,14 @@ private:
 
     std::vector<std::unique_ptr<Document>> documents_;
     std::vector<std::pair<Document*, QPointer<WindowController>>> windows_;
+    void watch(Document* document, std::unique_ptr<RecoveryStore::Copy> copy = {});
+    bool askSaveElsewhere(Document& document, const QString& reason);
+
     SaveChangesQuestion askToSave_;
+    SaveElsewhereQuestion askSaveElsewhere_;
+    RestoreQuestion askRestore_;
+    QString recoveryFolder_ = RecoveryStore::defaultFolder();
+    DocumentPackageWriter::FailureInjection injectSaveFailure_;
     SaveLocationQuestion askSaveLocation_;
     ErrorPresenter presentError_;
 };

@@ -11,7 +11,6 @@
 #include "metrics/Boat.h"
 #include "race/Race.h"
 
-#include <QEventLoop>
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -51,6 +50,11 @@ ordered_json boatsJson(const Document& document) {
                                           {"start", unixOrNull(log->fileStartTime())},
                                           {"end", unixOrNull(log->fileEndTime())}});
         }
+        // Kept in the package and written back on save, but not shown.
+        entry["unloadedLogAssets"] = ordered_json::array();
+        for (const auto& log : document.packageRemainder().unloadedLogsOf(boat.get()))
+            entry["unloadedLogAssets"].push_back({{"uuid", DocumentReference::encodeUuid(log.reference.uuid)},
+                                                  {"reason", log.reason.toStdString()}});
         boats.push_back(std::move(entry));
     }
     return boats;
@@ -120,10 +124,11 @@ int DocumentSummary::run(const QString& packagePath, std::optional<Instant> at) 
         return 1;
     }
     Document document;
-    QEventLoop loop;
-    DocumentOpener::open(document, std::get<DocumentReference>(std::move(read)), packagePath,
-                         std::make_shared<StderrProgress>(), [&loop] { loop.quit(); });
-    loop.exec();
+    if (!DocumentOpener::openAndWait(document, std::get<DocumentReference>(std::move(read)), packagePath,
+                                     std::make_shared<StderrProgress>())) {
+        std::fprintf(stderr, "The document could not be opened.\n");
+        return 1;
+    }
 
     ordered_json json = documentJson(document);
     if (at) {

@@ -82,12 +82,14 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
     auto* quit = file->addAction(QObject::tr("&Quit"), &delegate, [&delegate] { delegate.quit(); });
     quit->setShortcut(QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);
-    // Save needs a document; playback commands are validated by the window itself.
+    // Save and edits need a document that has finished opening and is not being saved; the
+    // document controller refuses them otherwise, so a shortcut pressed meanwhile does nothing.
     QObject::connect(file, &QMenu::aboutToShow, file, [save, saveAs, addMedia, target] {
-        bool hasDocument = target && target->currentDocument();
-        save->setEnabled(hasDocument);
-        saveAs->setEnabled(hasDocument);
-        addMedia->setEnabled(hasDocument);
+        Document* document = target ? target->currentDocument() : nullptr;
+        bool editable = document && document->isEditable();
+        save->setEnabled(editable);
+        saveAs->setEnabled(editable);
+        addMedia->setEnabled(editable);
     });
 
     QMenu* view = bar->addMenu(QObject::tr("&View"));

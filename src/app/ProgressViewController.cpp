@@ -12,7 +12,8 @@
 
 ProgressViewController::ProgressViewController(QWidget* parent)
     : QWidget(parent), descriptionLabel_(new QLabel(this)), progressIndicator_(new QProgressBar(this)),
-      logTextView_(new QPlainTextEdit(this)), dismissButton_(new QPushButton(tr("Dismiss"), this)) {
+      logTextView_(new QPlainTextEdit(this)), dismissButton_(new QPushButton(tr("Dismiss"), this)),
+      cancelButton_(new QPushButton(tr("Cancel"), this)) {
     descriptionLabel_->setObjectName("descriptionLabel");
     descriptionLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     descriptionLabel_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -32,6 +33,12 @@ ProgressViewController::ProgressViewController(QWidget* parent)
     dismissButton_->setObjectName("dismissButton");
     dismissButton_->setEnabled(false);
 
+    cancelButton_->setObjectName("cancelButton");
+    cancelButton_->setVisible(false);
+    auto* bar = new QHBoxLayout;
+    bar->addWidget(progressIndicator_, 1);
+    bar->addWidget(cancelButton_);
+
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
     buttons->addWidget(dismissButton_);
@@ -41,7 +48,7 @@ ProgressViewController::ProgressViewController(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addStretch();
     layout->addWidget(descriptionLabel_);
-    layout->addWidget(progressIndicator_);
+    layout->addLayout(bar);
     layout->addWidget(logTextView_, 1);
     layout->addLayout(buttons);
     layout->addStretch();

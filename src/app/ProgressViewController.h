@@ -18,6 +18,8 @@ public:
     QProgressBar* progressIndicator() const { return progressIndicator_; }
     QPlainTextEdit* logTextView() const { return logTextView_; }
     QPushButton* dismissButton() const { return dismissButton_; }
+    // Beside the bar, shown only for work that can be stopped.
+    QPushButton* cancelButton() const { return cancelButton_; }
 
     // Adds one line in the palette's text colour and scrolls so that it is visible.
     void appendLogLine(const QString& line);
@@ -27,4 +29,5 @@ private:
     QProgressBar* progressIndicator_;
     QPlainTextEdit* logTextView_;
     QPushButton* dismissButton_;
+    QPushButton* cancelButton_;
 };

@@ -3,12 +3,14 @@
 #include "app/ProgressViewController.h"
 
 #include <QLabel>
+#include <QLocale>
 #include <QMetaObject>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QThread>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace {
 constexpr int windowWidth = 480;
@@ -21,6 +23,11 @@ ProgressWindowController::ProgressWindowController(QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(content_);
     connect(content_->dismissButton(), &QPushButton::clicked, this, &ProgressWindowController::dismiss);
+    connect(content_->cancelButton(), &QPushButton::clicked, this, [this] {
+        content_->cancelButton()->setEnabled(false);
+        if (auto cancel = std::exchange(cancel_, {}))
+            cancel();
+    });
     resize(windowWidth, collapsedHeight);
     setShowsLog(false);
 }
@@ -51,6 +58,7 @@ void ProgressWindowController::setShowsLog(bool shows) {
 void ProgressWindowController::begin(const QString& description) {
     onOwnThread([this, description] {
         state_ = State::working;
+        description_ = description;
         content_->descriptionLabel()->setText(description);
         // A range of 0…0 makes the bar indeterminate and animates it.
         content_->progressIndicator()->setRange(0, 0);
@@ -75,6 +83,8 @@ void ProgressWindowController::appendLog(const QString& line) {
 void ProgressWindowController::done() {
     onOwnThread([this] {
         state_ = State::done;
+        cancel_ = {};
+        content_->cancelButton()->setVisible(false);
         if (autoClose_) {
             close();
             return;
@@ -87,4 +97,23 @@ void ProgressWindowController::done() {
 
 void ProgressWindowController::dismiss() {
     close();
+}
+
+void ProgressWindowController::setCancelHandler(std::function<void()> cancel) {
+    cancel_ = std::move(cancel);
+    content_->cancelButton()->setEnabled(true);
+    content_->cancelButton()->setVisible(bool(cancel_));
+}
+
+void ProgressWindowController::setByteProgress(qint64 done, qint64 total) {
+    onOwnThread([this, done, total] {
+        if (total <= 0)
+            return;
+        auto* bar = content_->progressIndicator();
+        bar->setRange(0, 1000);
+        bar->setValue(int(double(done) / double(total) * 1000.0));
+        content_->descriptionLabel()->setText(description_ + QStringLiteral("  ") +
+                                              locale().formattedDataSize(done) + tr(" of ") +
+                                              locale().formattedDataSize(total));
+    });
 }

@@ -2,7 +2,9 @@
 
 #include "document/ProgressSink.h"
 
+#include <QString>
 #include <QWidget>
+#include <functional>
 
 class ProgressViewController;
 
@@ -44,6 +46,12 @@ public:
     void done() override;
     void dismiss();
 
+    // Shows a Cancel button while the work runs; pressing it calls `cancel` once. Main thread.
+    void setCancelHandler(std::function<void()> cancel);
+    // Turns the bar into a measured one: `done` of `total` bytes, also written after the
+    // description. Any thread.
+    void setByteProgress(qint64 done, qint64 total);
+
 private:
     // Runs `work` now when on the window's thread, else queues it there.
     template <class Work> void onOwnThread(Work work);
@@ -52,4 +60,6 @@ private:
     State state_ = State::idle;
     bool autoClose_ = false;
     bool showsLog_ = false;
+    QString description_;
+    std::function<void()> cancel_;
 };

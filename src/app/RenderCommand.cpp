@@ -93,11 +93,11 @@ int RenderCommand::run(const QStringList& arguments) {
         return 1;
     }
     Document document;
-    {
-        QEventLoop loop;
-        DocumentOpener::open(document, std::get<DocumentReference>(std::move(read)), packagePath,
-                             std::make_shared<StderrProgress>(), [&loop] { loop.quit(); });
-        loop.exec();
+    if (!DocumentOpener::openAndWait(document, std::get<DocumentReference>(std::move(read)), packagePath,
+                                     std::make_shared<StderrProgress>())) {
+        std::fprintf(stderr, "wakeline render: %s: the document could not be opened\n",
+                     qPrintable(packagePath));
+        return 1;
     }
 
     PresentationWindowController window;

@@ -10,6 +10,7 @@
 #include "media/MediaGroup.h"
 #include "presentation/VideoPlaybackViewController.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QFileDialog>
 #include <QInputDialog>
@@ -84,6 +85,10 @@ void WindowController::addAssets() {
     Document* document = currentDocument();
     if (!document)
         return;
+    if (!document->isEditable()) {
+        QApplication::beep();
+        return;
+    }
     const QStringList files = QFileDialog::getOpenFileNames(
         this, tr("Add Photos and Videos"), QStandardPaths::writableLocation(QStandardPaths::MoviesLocation),
         tr("Photos and videos (*.jpg *.jpeg *.png *.heic *.tif *.tiff *.dng *.mp4 *.mov *.m4v *.avi *.mkv "

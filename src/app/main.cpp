@@ -1,3 +1,4 @@
+#include "app/AddRaceCommand.h"
 #include "app/AppDelegate.h"
 #include "app/DocumentController.h"
 #include "app/ExamineCommand.h"
@@ -26,13 +27,15 @@ bool hasDisplay() {
 }
 
 int usage() {
-    std::fprintf(stderr,
-                 "usage: wakeline [--screenshot OUT.png] [DOC.wakeline]...\n"
-                 "       wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
-                 "[--metric KEY]...\n"
-                 "       wakeline inspect DOC [--at TIME]\n"
-                 "       wakeline probe-media FILE... [--zone ID]\n"
-                 "       wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n");
+    std::fprintf(
+        stderr,
+        "usage: wakeline [--screenshot OUT.png] [DOC.wakeline]...\n"
+        "       wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
+        "[--metric KEY]...\n"
+        "       wakeline inspect DOC [--at TIME]\n"
+        "       wakeline probe-media FILE... [--zone ID]\n"
+        "       wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n"
+        "       wakeline add-race DOC --name NAME --gun TIME [--finish TIME] [--pin LAT,LON --rc LAT,LON]\n");
     return 2;
 }
 
@@ -67,6 +70,9 @@ int runDesktop(int argc, char* argv[]) {
             delegate.quit();
         });
     };
+    // Documents left with unsaved changes by a crash come first, so that the user decides about
+    // them before anything else opens.
+    delegate.documentController().offerRecovery();
     for (const QString& path : arguments) {
         if (path.startsWith(QLatin1Char('-')))
             continue;
@@ -102,6 +108,13 @@ int main(int argc, char* argv[]) {
         QStringList arguments = QCoreApplication::arguments();
         arguments.removeAt(1);
         return RenderCommand::run(arguments);
+    }
+    if (verb == QLatin1String("add-race")) {
+        QCoreApplication application(argc, argv);
+        nameApplication();
+        QStringList arguments = QCoreApplication::arguments();
+        arguments.removeAt(1);
+        return AddRaceCommand::run(arguments);
     }
     if (verb == QLatin1String("inspect") || verb == QLatin1String("probe-media")) {
         QCoreApplication application(argc, argv);

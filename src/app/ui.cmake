@@ -6,6 +6,9 @@ target_sources(wakeline_ui PRIVATE
   app/DocumentController.h
   app/MainMenu.cpp
   app/OpeningProgress.cpp
+  app/PackageSave.cpp
+  app/RecoveryScheduler.cpp
+  app/RecoveryScheduler.h
   app/RenderCommand.cpp
   app/StandardViews.cpp
   app/WindowController.cpp

@@ -1,5 +1,8 @@
 #include "core/SerialQueue.h"
 
+#include "core/Diagnostics.h"
+
+#include <exception>
 #include <future>
 
 SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), worker_([this] { run(); }) {}
@@ -56,6 +59,13 @@ void SerialQueue::run() {
             task = std::move(tasks_.front());
             tasks_.pop_front();
         }
-        task();
+        // One failed task must not take the program, and every open document, down with it.
+        try {
+            task();
+        } catch (const std::exception& error) {
+            Diagnostics::printLine("Warning: a task on " + label_ + " failed: " + error.what());
+        } catch (...) {
+            Diagnostics::printLine("Warning: a task on " + label_ + " failed");
+        }
     }
 }

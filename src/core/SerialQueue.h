@@ -21,6 +21,7 @@ public:
     static SerialQueue& hdf();
 
     const std::string& label() const { return label_; }
+    // A task that throws is reported on stdout and the queue goes on with the next one.
     void async(std::function<void()> task);
     // Runs the task on the queue and waits for it. Called from the queue itself it runs in place,
     // since waiting there would never end.

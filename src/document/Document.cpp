@@ -14,10 +14,34 @@ Document::Document(QObject* parent) : QObject(parent), eventTimezone_(TimeZone::
 Document::~Document() = default;
 
 void Document::setEdited(bool edited) {
+    if (edited) {
+        ++changeCount_;
+        emit changed();
+    }
     if (isEdited_ == edited)
         return;
     isEdited_ = edited;
     emit editedChanged(edited);
+}
+
+void Document::setActivity(Activity activity) {
+    if (activity_ == activity)
+        return;
+    activity_ = activity;
+    emit activityChanged(activity);
+    // An edit may start another save or open, so run them one at a time and stop when one does.
+    while (isEditable() && !pendingEdits_.empty()) {
+        auto edit = std::move(pendingEdits_.front());
+        pendingEdits_.erase(pendingEdits_.begin());
+        edit();
+    }
+}
+
+void Document::whenEditable(std::function<void()> edit) {
+    if (isEditable())
+        edit();
+    else
+        pendingEdits_.push_back(std::move(edit));
 }
 
 void Document::postQueued(void (Document::*signal)()) {
@@ -27,6 +51,9 @@ void Document::postQueued(void (Document::*signal)()) {
 
 void Document::setBoats(std::vector<BoatPtr> boats) {
     boats_ = std::move(boats);
+    for (const auto& [boat, logs] : std::vector(remainder_.unloadedLogs))
+        if (std::find(boats_.begin(), boats_.end(), boat) == boats_.end())
+            remainder_.forgetBoat(boat.get());
     setEdited(true);
     emit documentBoatsUpdated();
 }
@@ -40,6 +67,7 @@ void Document::addBoat(BoatPtr boat) {
 void Document::removeBoat(const BoatPtr& boat) {
     std::erase(boats_, boat);
     std::erase_if(logAssetsPerBoat_, [&](const auto& entry) { return entry.first == boat; });
+    remainder_.forgetBoat(boat.get());
     setEdited(true);
     emit documentBoatsUpdated();
 }
@@ -127,7 +155,10 @@ void Document::setRaces(std::vector<RacePtr> races) {
 void Document::watchRaces() {
     for (const auto& race : races_) {
         Race* r = race.get();
-        connect(r, &Race::raceUpdated, this, [this, r] { emit raceUpdated(r); });
+        connect(r, &Race::raceUpdated, this, [this, r] {
+            setEdited(true);
+            emit raceUpdated(r);
+        });
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/Instant.h"
 #include "core/TimeZone.h"
+#include "document/PackageRemainder.h"
 #include "document/SailingLeg.h"
 #include "document/TimestampWriteMode.h"
 #include "metrics/Boat.h"
@@ -128,6 +129,24 @@ public:
     bool isEdited() const { return isEdited_; }
     bool isDocumentEdited() const { return isEdited_; }
     void setEdited(bool edited);
+    // Counts every change, so that a save can tell whether the document changed while it wrote.
+    quint64 changeCount() const { return changeCount_; }
+
+    // What the package held that the model does not use; saving writes it back.
+    const PackageRemainder& packageRemainder() const { return remainder_; }
+    void setPackageRemainder(PackageRemainder remainder) { remainder_ = std::move(remainder); }
+    PackageRemainder& packageRemainder() { return remainder_; }
+
+    // While the opener fills the document or a save writes it, nothing may change it: an edit
+    // would be overwritten by the opener, or miss the package being written. Menus and editors
+    // follow `activityChanged`.
+    enum class Activity { ready, opening, saving };
+    Activity activity() const { return activity_; }
+    bool isEditable() const { return activity_ == Activity::ready; }
+    void setActivity(Activity activity);
+    // Runs `edit` now when the document is editable, else once it is again (never, if it is
+    // closed first). For work that finishes on its own time, such as examining media files.
+    void whenEditable(std::function<void()> edit);
 
 signals:
     void documentBoatsUpdated();
@@ -139,6 +158,9 @@ signals:
     void playbackPaused(std::optional<Instant> playbackPosition);
     void playbackPositionUpdated(std::optional<Instant> playbackPosition, bool positionSeeked);
     void editedChanged(bool edited);
+    // After every change that marks the document edited.
+    void changed();
+    void activityChanged(Document::Activity activity);
     void raceIndexSelected(int raceIndex);
 
 protected:
@@ -158,6 +180,10 @@ protected:
     std::optional<Instant> lastPlayTimeSystem_;
     std::optional<Instant> lastPlayTimeEvent_;
     bool isEdited_ = false;
+    quint64 changeCount_ = 0;
+    PackageRemainder remainder_;
+    Activity activity_ = Activity::ready;
+    std::vector<std::function<void()>> pendingEdits_;
     QTimer* timer_ = nullptr;
     QTimer* timestampWriteTimer_ = nullptr;
     std::unique_ptr<QFile> timestampWriteFileHandle_;

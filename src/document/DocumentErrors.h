@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QUuid>
+#include <cerrno>
 
 // Why a document could not be opened; the texts are what the user is shown.
 enum class DocumentLoadingError { missingMetadataFile, metadataFileInvalidFormat, hdf5LoadFailed };
@@ -22,8 +23,13 @@ inline QString failureReason(DocumentLoadingError error) {
 struct DocumentSavingError {
     enum class Kind { fileWrapperCreation, fileContentGeneration };
     Kind kind;
-    QUuid logAsset;     // fileWrapperCreation: the log asset whose file could not be written
-    QString underlying; // fileWrapperCreation: what went wrong
+    QUuid logAsset;      // fileWrapperCreation: the log asset whose file could not be written
+    QString underlying;  // fileWrapperCreation: what went wrong
+    int systemError = 0; // the errno behind it, when there is one
+
+    // The folder cannot be written at all (a read-only medium, no permission): only saving
+    // somewhere else can help.
+    bool isFolderNotWritable() const;
 
     QString failureReason() const {
         if (kind == Kind::fileWrapperCreation)
@@ -32,3 +38,7 @@ struct DocumentSavingError {
         return "The document information could not be generated.";
     }
 };
+
+inline bool DocumentSavingError::isFolderNotWritable() const {
+    return systemError == EROFS || systemError == EACCES || systemError == EPERM;
+}

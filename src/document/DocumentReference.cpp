@@ -90,7 +90,8 @@ LogAssetReference decodeLogAsset(const ordered_json& json) {
     QUuid uuid(QString::fromStdString(*uuidText));
     if (uuid.isNull())
         throw DecodingError("a log asset's uuid is not a UUID");
-    return {uuid, optionalNumber(json, "offset"), optionalZone(json, "fileTimeZone")};
+    return {uuid, optionalNumber(json, "offset"), optionalZone(json, "fileTimeZone"),
+            UnknownKeys::collect(json, {"uuid", "offset", "fileTimeZone"})};
 }
 
 BoatReference decodeBoat(const ordered_json& json) {
@@ -106,6 +107,7 @@ BoatReference decodeBoat(const ordered_json& json) {
     if (find(json, "logAssets"))
         for (const auto& asset : arrayAt(json, "logAssets"))
             reference.logAssets.push_back(decodeLogAsset(asset));
+    reference.unknownKeys = UnknownKeys::collect(json, {"boat", "isMain", "logAssets"});
     return reference;
 }
 
@@ -130,6 +132,9 @@ AssetReference decodeAsset(const ordered_json& json) {
     if (auto group = optionalString(json, "mediaGroup"))
         asset.mediaGroup = QString::fromStdString(*group);
     asset.kind = optionalString(json, "kind");
+    asset.unknownKeys =
+        UnknownKeys::collect(json, {"url", "pathRelativeToDocumentDir", "bookmarkData", "fileStartTime",
+                                    "offset", "fileTimeZone", "duration", "mediaGroup", "kind"});
     return asset;
 }
 
@@ -173,6 +178,9 @@ DocumentReference DocumentReference::decode(const std::string& text) {
             for (const auto& group : arrayAt(json, "mediaGroups"))
                 reference.mediaGroups->push_back(MediaGroup::decode(group));
         }
+        reference.unknownKeys = UnknownKeys::collect(
+            json, {"version", "assets", "eventTimezone", "eventStartTimeOverride", "eventEndTimeOverride",
+                   "playbackPosition", "races", "boats", "mediaGroups"});
         return reference;
     } catch (const ordered_json::exception& error) {
         throw DecodingError(error.what());
@@ -191,32 +199,36 @@ std::string DocumentReference::encodeUuid(const QUuid& uuid) {
     return uuid.toString(QUuid::WithoutBraces).toUpper().toStdString();
 }
 
+ordered_json DocumentReference::encodeAsset(const AssetReference& asset) {
+    ordered_json entry = ordered_json::object();
+    if (asset.url)
+        entry["url"] = encodeUrl(*asset.url);
+    if (asset.pathRelativeToDocumentDir)
+        entry["pathRelativeToDocumentDir"] = asset.pathRelativeToDocumentDir->toStdString();
+    if (asset.bookmarkData)
+        entry["bookmarkData"] = asset.bookmarkData->toBase64().toStdString();
+    if (asset.fileStartTime)
+        entry["fileStartTime"] = asset.fileStartTime->secondsSinceReference();
+    if (asset.offset)
+        entry["offset"] = *asset.offset;
+    if (asset.fileTimeZone)
+        entry["fileTimeZone"] = encodeZone(*asset.fileTimeZone);
+    if (asset.duration)
+        entry["duration"] = *asset.duration;
+    if (asset.mediaGroup)
+        entry["mediaGroup"] = asset.mediaGroup->toStdString();
+    if (asset.kind)
+        entry["kind"] = *asset.kind;
+    asset.unknownKeys.appendTo(entry);
+    return entry;
+}
+
 std::string DocumentReference::encode() const {
     ordered_json json;
     json["version"] = version;
     json["assets"] = ordered_json::array();
-    for (const AssetReference& asset : assets) {
-        ordered_json entry = ordered_json::object();
-        if (asset.url)
-            entry["url"] = encodeUrl(*asset.url);
-        if (asset.pathRelativeToDocumentDir)
-            entry["pathRelativeToDocumentDir"] = asset.pathRelativeToDocumentDir->toStdString();
-        if (asset.bookmarkData)
-            entry["bookmarkData"] = asset.bookmarkData->toBase64().toStdString();
-        if (asset.fileStartTime)
-            entry["fileStartTime"] = asset.fileStartTime->secondsSinceReference();
-        if (asset.offset)
-            entry["offset"] = *asset.offset;
-        if (asset.fileTimeZone)
-            entry["fileTimeZone"] = encodeZone(*asset.fileTimeZone);
-        if (asset.duration)
-            entry["duration"] = *asset.duration;
-        if (asset.mediaGroup)
-            entry["mediaGroup"] = asset.mediaGroup->toStdString();
-        if (asset.kind)
-            entry["kind"] = *asset.kind;
-        json["assets"].push_back(std::move(entry));
-    }
+    for (const AssetReference& asset : assets)
+        json["assets"].push_back(encodeAsset(asset));
     if (eventTimezone)
         json["eventTimezone"] = encodeZone(*eventTimezone);
     if (eventStartTimeOverride)
@@ -243,8 +255,10 @@ std::string DocumentReference::encode() const {
                     logEntry["offset"] = *log.offset;
                 if (log.fileTimeZone)
                     logEntry["fileTimeZone"] = encodeZone(*log.fileTimeZone);
+                log.unknownKeys.appendTo(logEntry);
                 entry["logAssets"].push_back(std::move(logEntry));
             }
+            boat.unknownKeys.appendTo(entry);
             json["boats"].push_back(std::move(entry));
         }
     }
@@ -253,5 +267,6 @@ std::string DocumentReference::encode() const {
         for (const auto& group : *mediaGroups)
             json["mediaGroups"].push_back(group->encode());
     }
+    unknownKeys.appendTo(json);
     return json.dump(2);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Instant.h"
+#include "core/UnknownKeys.h"
 
 #include <QByteArray>
 #include <QString>
@@ -17,18 +18,20 @@ class MediaGroup;
 class Race;
 
 // What `content.json` holds: the description of an event, as written and read. Keys are written
-// in a fixed order and absent optionals are left out; reading takes keys in any order and ignores
-// unknown ones, so files of other writers open.
+// in a fixed order and absent optionals are left out; reading takes keys in any order and keeps
+// unknown ones aside, so files of other writers open and save again without losing anything.
 struct LogAssetReference {
     QUuid uuid;
     std::optional<double> offset;
     std::optional<std::string> fileTimeZone; // a zone identifier
+    UnknownKeys unknownKeys;
 };
 
 struct BoatReference {
     std::shared_ptr<Boat> boat;
     std::optional<bool> isMain; // read from older files only
     std::vector<LogAssetReference> logAssets;
+    UnknownKeys unknownKeys;
 };
 
 struct AssetReference {
@@ -41,6 +44,7 @@ struct AssetReference {
     std::optional<double> duration;
     std::optional<QString> mediaGroup;
     std::optional<std::string> kind; // "VideoAsset" or "PhotoAsset"
+    UnknownKeys unknownKeys;
 };
 
 struct DocumentReference {
@@ -55,6 +59,7 @@ struct DocumentReference {
     std::optional<std::vector<std::shared_ptr<Race>>> races;
     std::optional<std::vector<BoatReference>> boats;
     std::optional<std::vector<std::shared_ptr<MediaGroup>>> mediaGroups;
+    UnknownKeys unknownKeys;
 
     // Throws DecodingError for text that is not JSON or a tree of the wrong shape.
     static DocumentReference decode(const std::string& json);
@@ -65,4 +70,6 @@ struct DocumentReference {
     static nlohmann::ordered_json encodeZone(const std::string& identifier);
     static nlohmann::ordered_json encodeUrl(const QUrl& url);
     static std::string encodeUuid(const QUuid& uuid); // upper case, hyphenated
+    // One asset entry as written into `content.json`.
+    static nlohmann::ordered_json encodeAsset(const AssetReference& asset);
 };

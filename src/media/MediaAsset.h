@@ -2,7 +2,9 @@
 
 #include "core/Instant.h"
 #include "core/TimeZone.h"
+#include "core/UnknownKeys.h"
 
+#include <QByteArray>
 #include <QUrl>
 #include <memory>
 
@@ -30,6 +32,13 @@ public:
     void setFileTimeZone(const TimeZone& zone) { fileTimeZone_ = zone; }
     void setMediaGroup(std::shared_ptr<MediaGroup> group) { mediaGroup_ = std::move(group); }
 
+    // What the document stored with the asset that Wakeline does not use itself (a bookmark made
+    // elsewhere, keys of a newer version), written back as it was read.
+    const QByteArray& bookmarkData() const { return bookmarkData_; }
+    void setBookmarkData(const QByteArray& data) { bookmarkData_ = data; }
+    const UnknownKeys& unknownKeys() const { return unknownKeys_; }
+    void setUnknownKeys(const UnknownKeys& keys) { unknownKeys_ = keys; }
+
     // The wall-clock reading moved by its zone's distance from GMT at that reading, plus the offset.
     Instant startTime() const {
         return fileStartTime_ - fileTimeZone_.secondsFromGMT(fileStartTime_) + offset_;
@@ -49,4 +58,6 @@ private:
     double offset_;
     TimeZone fileTimeZone_;
     std::shared_ptr<MediaGroup> mediaGroup_;
+    QByteArray bookmarkData_;
+    UnknownKeys unknownKeys_;
 };

@@ -45,10 +45,17 @@ void MediaFileAdder::add(Document* document, QList<QUrl> urls, std::shared_ptr<M
             [target, group, result, done = std::move(done)] {
                 if (!target)
                     return;
-                // Announced and marked edited even when nothing could be added, as every add does.
-                target->addAssets(result->assets, group);
-                if (done)
-                    done(*result);
+                // A save that started meanwhile writes the document as it was; the files join
+                // once it is done.
+                target->whenEditable([target, group, result, done] {
+                    if (!target)
+                        return;
+                    // Announced and marked edited even when nothing could be added, as every add
+                    // does.
+                    target->addAssets(result->assets, group);
+                    if (done)
+                        done(*result);
+                });
             },
             Qt::QueuedConnection);
     });

@@ -8,11 +8,14 @@ std::shared_ptr<MediaGroup> MediaGroup::decode(const nlohmann::ordered_json& jso
     auto name = json.find("name");
     if (name == json.end() || !name->is_string())
         throw DecodingError("MediaGroup: missing or invalid \"name\"");
-    return std::make_shared<MediaGroup>(QString::fromStdString(name->get<std::string>()));
+    auto group = std::make_shared<MediaGroup>(QString::fromStdString(name->get<std::string>()));
+    group->unknownKeys = UnknownKeys::collect(json, {"name"});
+    return group;
 }
 
 nlohmann::ordered_json MediaGroup::encode() const {
     nlohmann::ordered_json json;
     json["name"] = name.toStdString();
+    unknownKeys.appendTo(json);
     return json;
 }

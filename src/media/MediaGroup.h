@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/UnknownKeys.h"
+
 #include <QString>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -11,6 +13,8 @@ public:
     explicit MediaGroup(QString name) : name(std::move(name)) {}
 
     QString name;
+    // Keys of the stored group that Wakeline does not read, written back as they were.
+    UnknownKeys unknownKeys;
 
     // Throws DecodingError when "name" is missing or not text.
     static std::shared_ptr<MediaGroup> decode(const nlohmann::ordered_json& json);

@@ -59,6 +59,8 @@ std::shared_ptr<Boat> Boat::decode(const nlohmann::ordered_json& json) {
                                        colorFromText(color), displayModeFromText(mode));
     boat->boatLength_ = length;
     boat->gpsOffset_ = offset;
+    boat->unknownKeys_ = UnknownKeys::collect(
+        json, {"fullName", "shortName", "color", "displayMode", "boatLength", "gpsOffset"});
     return boat;
 }
 
@@ -70,6 +72,7 @@ nlohmann::ordered_json Boat::encode() const {
     json["displayMode"] = displayModeText(displayMode_);
     json["boatLength"] = boatLength_;
     json["gpsOffset"] = gpsOffset_;
+    unknownKeys_.appendTo(json);
     return json;
 }
 

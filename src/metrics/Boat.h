@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/RgbColor.h"
+#include "core/UnknownKeys.h"
 
 #include <QObject>
 #include <QString>
@@ -24,7 +25,8 @@ public:
 
     static std::shared_ptr<Boat> create(QString fullName, QString shortName, RgbColor color,
                                         DisplayMode displayMode);
-    // All six keys are required; throws DecodingError otherwise.
+    // All six keys are required; throws DecodingError otherwise. Other keys are kept and written
+    // back.
     static std::shared_ptr<Boat> decode(const nlohmann::ordered_json& json);
     nlohmann::ordered_json encode() const;
 
@@ -65,4 +67,5 @@ private:
     DisplayMode displayMode_;
     double boatLength_ = 0.0;
     double gpsOffset_ = 0.0;
+    UnknownKeys unknownKeys_;
 };

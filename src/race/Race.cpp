@@ -41,6 +41,8 @@ std::shared_ptr<Race> Race::decode(const nlohmann::ordered_json& json) {
     race->pinLon_ = requiredText(json, "pinLon");
     race->rcLat_ = requiredText(json, "rcLat");
     race->rcLon_ = requiredText(json, "rcLon");
+    race->unknownKeys_ =
+        UnknownKeys::collect(json, {"name", "time", "finishTime", "pinLat", "pinLon", "rcLat", "rcLon"});
     return race;
 }
 
@@ -54,6 +56,7 @@ nlohmann::ordered_json Race::encode() const {
     json["pinLon"] = pinLon_.toStdString();
     json["rcLat"] = rcLat_.toStdString();
     json["rcLon"] = rcLon_.toStdString();
+    unknownKeys_.appendTo(json);
     return json;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Instant.h"
+#include "core/UnknownKeys.h"
 
 #include <QObject>
 #include <QString>
@@ -16,7 +17,8 @@ public:
     // Name "", gun time now, no finish, no start line.
     Race();
 
-    // Throws DecodingError when a required key is missing or of the wrong type.
+    // Throws DecodingError when a required key is missing or of the wrong type. Other keys are
+    // kept and written back.
     static std::shared_ptr<Race> decode(const nlohmann::ordered_json& json);
     nlohmann::ordered_json encode() const;
 
@@ -50,4 +52,5 @@ private:
     QString pinLon_;
     QString rcLat_;
     QString rcLon_;
+    UnknownKeys unknownKeys_;
 };

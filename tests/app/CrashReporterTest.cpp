@@ -10,6 +10,7 @@ TEST(CrashReporterDeathTest, AFatalSignalLeavesAReportWithABacktraceAndTheEnviro
     // would be a different one there.
     const QDir state(QDir::temp().filePath(QStringLiteral("wakeline-crash-report-test")));
     QDir(state).removeRecursively();
+    const QByteArray previous = qgetenv("XDG_STATE_HOME");
     qputenv("XDG_STATE_HOME", state.path().toLocal8Bit());
     EXPECT_DEATH(
         {
@@ -17,7 +18,7 @@ TEST(CrashReporterDeathTest, AFatalSignalLeavesAReportWithABacktraceAndTheEnviro
             std::raise(SIGSEGV);
         },
         "a report was written to");
-    qunsetenv("XDG_STATE_HOME");
+    qputenv("XDG_STATE_HOME", previous);
     const QStringList reports =
         QDir(state.filePath("Wakeline/crashes")).entryList({"crash-*.txt"}, QDir::Files);
     ASSERT_EQ(reports.size(), 1);

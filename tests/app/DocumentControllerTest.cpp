@@ -16,43 +16,7 @@
 #include <QTest>
 #include <gtest/gtest.h>
 
-namespace {
-
-struct Harness {
-    AppDelegate delegate;
-    DocumentController& documents = delegate.documentController();
-    QStringList errors;
-    std::vector<DocumentController::SaveChangesAnswer> answers;
-    int questions = 0;
-    QString saveLocation;
-
-    Harness() {
-        registerViewsOnce();
-        UserDefaults::standard().remove("DocumentWindowState");
-        DocumentController::clearRecentDocuments();
-        AppDelegate::registerDefaults();
-        documents.setErrorPresenter(
-            [this](const QString& message, const QString& info) { errors << message + " " + info; });
-        documents.setSaveChangesQuestion([this](Document&) {
-            ++questions;
-            auto answer = answers.empty() ? DocumentController::SaveChangesAnswer::cancel : answers.front();
-            if (!answers.empty())
-                answers.erase(answers.begin());
-            return answer;
-        });
-        documents.setSaveLocationQuestion([this](Document&) { return saveLocation; });
-    }
-
-    Document* open(const QString& path) {
-        QSignalSpy opened(&documents, &DocumentController::documentOpened);
-        Document* document = documents.openDocument(path);
-        if (document && !opened.wait(10000))
-            ADD_FAILURE() << "the document did not finish opening";
-        return document;
-    }
-};
-
-} // namespace
+using Harness = DocumentHarness;
 
 TEST(DocumentController, OpensSavesAndClosesWithTheEditedMarkAndTheQuestion) {
     ShellFixture fixture;

@@ -2,6 +2,7 @@
 
 #include "app/StandardViews.h"
 #include "boatlog/LogFileAsset.h"
+#include "core/UserDefaults.h"
 #include "document/Document.h"
 #include "document/DocumentPackageWriter.h"
 #include "media/MediaGroup.h"
@@ -11,6 +12,7 @@
 
 #include <QDir>
 #include <QImage>
+#include <QSignalSpy>
 #include <QUuid>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -52,6 +54,31 @@ ShellFixture::ShellFixture() {
 QString ShellFixture::logPath() const {
     const QStringList logs = QDir(package + "/BoatLogs").entryList({"*.hdf5"});
     return logs.isEmpty() ? QString() : package + "/BoatLogs/" + logs.first();
+}
+
+DocumentHarness::DocumentHarness() {
+    registerViewsOnce();
+    UserDefaults::standard().remove("DocumentWindowState");
+    DocumentController::clearRecentDocuments();
+    AppDelegate::registerDefaults();
+    documents.setErrorPresenter(
+        [this](const QString& message, const QString& info) { errors << message + " " + info; });
+    documents.setSaveChangesQuestion([this](Document&) {
+        ++questions;
+        auto answer = answers.empty() ? DocumentController::SaveChangesAnswer::cancel : answers.front();
+        if (!answers.empty())
+            answers.erase(answers.begin());
+        return answer;
+    });
+    documents.setSaveLocationQuestion([this](Document&) { return saveLocation; });
+}
+
+Document* DocumentHarness::open(const QString& path) {
+    QSignalSpy opened(&documents, &DocumentController::documentOpened);
+    Document* document = documents.openDocument(path);
+    if (document && !opened.wait(10000))
+        ADD_FAILURE() << "the document did not finish opening";
+    return document;
 }
 
 void registerViewsOnce() {

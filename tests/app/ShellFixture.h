@@ -1,9 +1,13 @@
 #pragma once
 
+#include "app/AppDelegate.h"
+#include "app/DocumentController.h"
 #include "core/Instant.h"
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
+#include <vector>
 
 class Document;
 
@@ -23,3 +27,19 @@ struct ShellFixture {
 
 // Registers the standard views once per test binary.
 void registerViewsOnce();
+
+// The program's delegate and document controller with every question answered by the test:
+// save-changes answers are taken in order (none left: cancel), Save As goes to `saveLocation`,
+// errors are collected.
+struct DocumentHarness {
+    AppDelegate delegate;
+    DocumentController& documents = delegate.documentController();
+    QStringList errors;
+    std::vector<DocumentController::SaveChangesAnswer> answers;
+    int questions = 0;
+    QString saveLocation;
+
+    DocumentHarness();
+    // Opens and waits until the logs are in.
+    Document* open(const QString& path);
+};

@@ -1,8 +1,12 @@
 #include "core/SerialQueue.h"
 
+#include "support/LogFixture.h"
+
 #include <atomic>
 #include <gtest/gtest.h>
+#include <new>
 #include <set>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -37,4 +41,20 @@ TEST(SerialQueue, FinishesQueuedWorkBeforeGoingAway) {
             queue.async([&] { ++done; });
     }
     EXPECT_EQ(done.load(), 50);
+}
+
+TEST(SerialQueue, ATaskThatThrowsIsReportedAndTheQueueGoesOn) {
+    SerialQueue queue("throwing");
+    std::atomic<int> done{0};
+    DiagnosticsCapture capture;
+    queue.async([] { throw std::bad_alloc(); });
+    queue.async([] { throw 42; });
+    queue.async([&] { ++done; });
+    // An exception of a waited-for task reaches the caller instead.
+    EXPECT_THROW(queue.sync([] { throw std::runtime_error("library said no"); }), std::runtime_error);
+    queue.sync([&] { ++done; });
+    EXPECT_EQ(done.load(), 2);
+    const std::string text = capture.text();
+    EXPECT_NE(text.find("Warning: a task on throwing failed: std::bad_alloc"), std::string::npos) << text;
+    EXPECT_NE(text.find("Warning: a task on throwing failed\n"), std::string::npos) << text;
 }

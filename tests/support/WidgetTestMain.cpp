@@ -12,6 +12,9 @@ int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QTemporaryDir settingsDir;
     UserDefaults::useFile(settingsDir.filePath("settings.ini"));
+    // Crash reports and recovery copies of the documents the tests open stay out of the user's
+    // own state folder.
+    qputenv("XDG_STATE_HOME", settingsDir.filePath("state").toLocal8Bit());
     ::testing::InitGoogleTest(&argc, argv);
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
     return RUN_ALL_TESTS();

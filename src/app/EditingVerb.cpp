@@ -1,0 +1,44 @@
+#include "app/EditingVerb.h"
+
+#include "app/StderrProgress.h"
+#include "core/Diagnostics.h"
+#include "document/Document.h"
+#include "document/DocumentEdit.h"
+#include "document/DocumentOpener.h"
+#include "document/DocumentPackageReader.h"
+#include "document/DocumentPackageWriter.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <cstdio>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+int EditingVerb::run(const QString& packagePath, std::unique_ptr<DocumentEdit> edit,
+                     const std::function<void(const Document&, nlohmann::ordered_json&)>& describe) {
+    Diagnostics::setStream(stderr);
+    const QString path = QDir::cleanPath(QFileInfo(packagePath).absoluteFilePath());
+    auto read = DocumentPackageReader::read(path);
+    if (auto* error = std::get_if<DocumentLoadingError>(&read)) {
+        std::fprintf(stderr, "%s\n", qPrintable(failureReason(*error)));
+        return 1;
+    }
+    Document document;
+    if (!DocumentOpener::openAndWait(document, std::get<DocumentReference>(std::move(read)), path,
+                                     std::make_shared<StderrProgress>())) {
+        std::fprintf(stderr, "The document could not be opened; it was left as it was.\n");
+        return 1;
+    }
+    edit->apply(document);
+    if (auto error = DocumentPackageWriter::write(document, path)) {
+        std::fprintf(stderr, "%s%s%s\n", qPrintable(error->failureReason()),
+                     error->underlying.isEmpty() ? "" : " ", qPrintable(error->underlying));
+        return 1;
+    }
+    nlohmann::ordered_json json;
+    json["package"] = path.toStdString();
+    json["edit"] = edit->text().toStdString();
+    describe(document, json);
+    std::cout << json.dump(2) << std::endl;
+    return 0;
+}
