@@ -7,8 +7,10 @@ channels at 10 Hz (about 200 MB), then in fresh processes, several times each, p
   logutils-cli  convert -o OUT --boatLength 12 --gpsOffset 1 LOG.csv
   pandas        read_csv(LOG.csv), times to Unix seconds, to_hdf(OUT, "log0", format="fixed")
 
-and prints the median MB/s of each, their ratio, and the converter's peak memory (as it reports
-it) against the size of the file it wrote.
+and prints the median MB/s of each, their ratio, the converter's peak memory (as it reports it)
+against the size of the file it wrote, and the median time of each of the converter's stages
+(read, merge, derive, detect, write; from its --timings line), so that a regression shows where
+it came from.
 
 Run with Debian's Python, which has pandas and tables:
 
@@ -105,22 +107,34 @@ def run(command):
     seconds = time.perf_counter() - started
     if result.returncode != 0:
         raise Failure(f"{' '.join(command)} failed ({result.returncode}):\n{result.stderr.strip()}")
-    return seconds, result.stdout
+    return seconds, result.stdout, result.stderr
+
+
+STAGES = ("read", "merge", "derive", "detect", "write")
+
+
+def stage_times(err):
+    """The converter's stage seconds from its --timings line on stderr."""
+    line = next((l for l in err.splitlines() if l.startswith("Stage times:")), None)
+    if not line:
+        raise Failure(f"no stage times from the converter:\n{err}")
+    return {name: float(re.search(name + r" ([0-9.]+) s", line).group(1)) for name in STAGES}
 
 
 def converter_run(converter, source, output):
-    seconds, out = run([converter, "convert", "-o", output, "--boatLength", "12", "--gpsOffset", "1", source])
+    seconds, out, err = run([converter, "convert", "-o", output, "--boatLength", "12", "--gpsOffset", "1",
+                             "--timings", source])
     peak = re.search(r"peak memory ([0-9.]+) MB", out)
     records = re.search(r"Wrote (\d+) records, (\d+) columns", out)
     if not peak or not records:
         raise Failure(f"unexpected output of the converter:\n{out}")
     return {"seconds": seconds, "peak_rss_bytes": float(peak.group(1)) * 1e6,
             "records": int(records.group(1)), "columns": int(records.group(2)),
-            "output_bytes": os.path.getsize(output)}
+            "output_bytes": os.path.getsize(output), "stages": stage_times(err)}
 
 
 def pandas_run(source, output):
-    _, out = run([sys.executable, os.path.abspath(__file__), "_pandas", source, output])
+    _, out, _ = run([sys.executable, os.path.abspath(__file__), "_pandas", source, output])
     result = json.loads(out.strip().splitlines()[-1])
     result["output_bytes"] = os.path.getsize(output)
     return result
@@ -181,6 +195,9 @@ def main():
           f"{statistics.median(r['peak_rss_bytes'] for r in theirs) / 1e6:9.1f} "
           f"{theirs[0]['output_bytes'] / 1e6:10.1f}")
     print("  (logutils-cli: the whole process; pandas: read_csv to to_hdf, without starting Python)")
+    print("  logutils-cli stages, median s: " +
+          ", ".join(f"{name} {statistics.median(r['stages'][name] for r in ours):.3f}" for name in STAGES) +
+          " (detect runs while writing)")
     print()
     speedup = theirs_median / ours_median
     memory = ours_peak / output_bytes

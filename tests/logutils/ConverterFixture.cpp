@@ -23,8 +23,11 @@ QStringList ConverterRun::entries() const {
     return QDir(dir_.path()).entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::Name);
 }
 
-ConverterRun::Outcome ConverterRun::run(const QStringList& arguments) {
+ConverterRun::Outcome ConverterRun::run(const QStringList& arguments,
+                                        const std::function<void()>& childSetup) {
     QProcess process;
+    if (childSetup)
+        process.setChildProcessModifier(childSetup);
     process.start(LOGUTILS_PROGRAM, arguments);
     process.waitForFinished(60000);
     Outcome outcome;

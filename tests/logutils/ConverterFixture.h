@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -25,7 +26,8 @@ public:
     };
     // `logutils-cli convert -o OUT --boatLength 10 --gpsOffset 1 EXTRA… INPUTS…`
     Outcome convert(const QString& output, const QStringList& inputs, const QStringList& extra = {});
-    static Outcome run(const QStringList& arguments);
+    // `childSetup` runs in the child before the converter starts (to set a resource limit, say).
+    static Outcome run(const QStringList& arguments, const std::function<void()>& childSetup = {});
 
     // Opens a converted log as the desktop program does.
     std::shared_ptr<LogFileAsset> open(const QString& output) const;

@@ -20,8 +20,8 @@ Values seconds(std::size_t count, double step = 1.0) {
     return times;
 }
 
-std::vector<double> constant(std::size_t count, double value) {
-    return std::vector<double>(count, value);
+Values constant(std::size_t count, double value) {
+    return Values(count, value);
 }
 
 } // namespace
@@ -51,7 +51,7 @@ TEST(DerivedFigures, WindFromApparentAndSpeedFromPositions) {
     table.load("BoatSpeed", constant(n, 10.0));
     table.load("Heading", constant(n, 350.0));
     table.load("COG", constant(n, 123.0));
-    std::vector<double> lat(n), lon(n, 10.0);
+    Values lat(n), lon(n, 10.0);
     for (std::size_t i = 0; i < n; ++i)
         lat[i] = 54.0 + static_cast<double>(i) * 5.0 / Geodesy::earthRadius * 180 / M_PI; // 5 m/s north
     table.load("Lat", lat);
@@ -159,14 +159,14 @@ TEST(LegDetector, BandsAndMinimumLength) {
 
 // Without wind data, tacks are found from the headings against the wind the turns imply.
 TEST(WindEstimate, MeanWindFromTurns) {
-    std::vector<double> times, heading, speed;
+    Values times, heading, speed;
     for (int leg = 0; leg < 6; ++leg)
         for (int i = 0; i < 90; ++i) {
             times.push_back(static_cast<double>(times.size()));
             heading.push_back(leg % 2 ? 250.0 + 45 : 250.0 - 45); // beating into a wind from 250°
             speed.push_back(5.0);
         }
-    auto direction = WindEstimate::meanDirection(times, heading, &speed);
+    auto direction = WindEstimate::meanDirection(times, heading, speed);
     ASSERT_TRUE(direction);
     EXPECT_NEAR(*direction, 250.0, 1.0);
 }
@@ -175,7 +175,7 @@ TEST(RaceDetector, StartsFromTheCountdown) {
     const std::size_t n = 2000;
     Values times = seconds(n);
     FigureTable table(times, {"TimeToGun", "Portlat", "Portlon", "Stbdlat", "Stbdlon"});
-    std::vector<double> toGun(n, NAN);
+    Values toGun(n, NAN);
     for (std::size_t i = 0; i < 300; ++i)
         toGun[i] = 300.5 - static_cast<double>(i); // a practice start at 300.5 s
     for (std::size_t i = 600; i < 902; ++i)

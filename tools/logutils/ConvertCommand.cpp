@@ -8,6 +8,7 @@
 #include "SegmentRecords.h"
 #include "StartLineFigures.h"
 #include "WindEstimate.h"
+#include "XmlArena.h"
 #include "boatlog/LogMetadata.h"
 #include "core/Diagnostics.h"
 #include "core/SerialQueue.h"
@@ -30,7 +31,9 @@
 #include <fast_float/fast_float.h>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <unistd.h>
 
 namespace {
@@ -129,6 +132,48 @@ private:
     bool committed_ = false;
 };
 
+// The output's HDF5 file, created before any input is read, so that an output that cannot be
+// written fails at once rather than after minutes of reading. It lives on the HDF5 queue: made,
+// written and closed there.
+class OutputFile {
+public:
+    explicit OutputFile(const std::string& path) {
+        SerialQueue::hdf().sync([&] { file_ = Hdf5File::create(path); });
+    }
+    ~OutputFile() {
+        try {
+            close();
+        } catch (...) {
+            file_.reset(); // the queue could not take the task (out of memory): nothing else runs there now
+        }
+    }
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    bool isOpen() const { return file_.has_value(); }
+    // Only on the HDF5 queue.
+    Hdf5File& file() { return *file_; }
+    void close() {
+        if (file_)
+            SerialQueue::hdf().sync([&] { file_.reset(); });
+    }
+
+private:
+    std::optional<Hdf5File> file_;
+};
+
+// Wall-clock seconds of each stage, for --timings: where a slow conversion spends its time.
+// Detection runs while the frame is written, so those two overlap.
+struct StageTimes {
+    double read = 0.0, merge = 0.0, derive = 0.0, detect = 0.0, write = 0.0;
+
+    std::string text() const {
+        return "Stage times: read " + fixed(read, 3) + " s, merge " + fixed(merge, 3) + " s, derive " +
+               fixed(derive, 3) + " s, detect " + fixed(detect, 3) + " s, write " + fixed(write, 3) +
+               " s (detect runs while writing)";
+    }
+};
+
 struct Input {
     std::string path;
     InputTable table;
@@ -137,7 +182,10 @@ struct Input {
 
 enum class ReadResult { read, skipped, failed };
 
-bool readWhole(const std::string& path, std::string& text, std::string& error) {
+// A whole file, read into memory that is neither zeroed first nor faulted in 4 KiB at a time.
+using FileBytes = std::vector<char, UninitializedAllocator<char>>;
+
+bool readWhole(const std::string& path, FileBytes& text, std::string& error) {
     std::ifstream file(path, std::ios::binary);
     std::error_code code;
     const auto size = std::filesystem::file_size(path, code);
@@ -154,8 +202,11 @@ bool readWhole(const std::string& path, std::string& text, std::string& error) {
 // The XML track formats are parsed whole, in place.
 template <typename Read>
 bool readXml(const std::string& path, InputTable& table, std::string& reason, Read read) {
-    std::string text;
-    return readWhole(path, text, reason) && read(text, table, reason);
+    FileBytes text;
+    if (!readWhole(path, text, reason))
+        return false;
+    XmlArena arena;
+    return read(std::span<char>(text.data(), text.size()), table, reason);
 }
 
 ReadResult readInput(Input& input, std::string& error) {
@@ -209,6 +260,8 @@ ReadResult readInput(Input& input, std::string& error) {
         say("Skipped " + path + ": " + reason);
         return ReadResult::skipped;
     }
+    for (const auto& note : table.notes)
+        say(note + " in " + path);
     const double seconds = std::max(secondsSince(started), 1e-6);
     say("Read " + std::to_string(table.rowCount()) + " records, " + std::to_string(table.columns.size()) +
         " columns from " + path + " (" + table.kind + "): " + megabytes(bytes) + " in " + fixed(seconds, 2) +
@@ -264,37 +317,19 @@ std::optional<std::int64_t> alignClocks(std::vector<Input>& inputs, const std::o
     return 0;
 }
 
-// The columns that figures and detectors read, taken from the merged table slab by slab.
-void loadFigureColumns(MergedTable& merged, const Values& grid, FigureTable& figures) {
-    std::vector<std::pair<std::size_t, std::string>> wanted;
-    const auto& names = merged.names();
-    for (const auto& name : FigureTable::usedNames())
-        if (auto found = std::find(names.begin(), names.end(), name); found != names.end())
-            wanted.emplace_back(static_cast<std::size_t>(found - names.begin()), name);
-    if (wanted.empty())
-        return;
-    std::vector<std::vector<double>> columns(wanted.size(), std::vector<double>(grid.size()));
-    constexpr std::uint64_t slabRows = 4096;
-    const std::size_t width = merged.columnCount();
-    std::vector<double> slab(slabRows * width);
-    for (std::uint64_t first = 0; first < grid.size(); first += slabRows) {
-        const std::uint64_t count = std::min<std::uint64_t>(slabRows, grid.size() - first);
-        merged.fill(grid, first, count, slab.data());
-        for (std::uint64_t r = 0; r < count; ++r)
-            for (std::size_t w = 0; w < wanted.size(); ++w)
-                columns[w][first + r] = slab[r * width + wanted[w].first];
-    }
-    for (std::size_t w = 0; w < wanted.size(); ++w)
-        figures.load(wanted[w].second, std::move(columns[w]));
-}
-
 SegmentRecords detectRecords(const FigureTable& figures) {
     SegmentRecords records;
     records.races = RaceDetector::detect(figures);
-    if (auto angles = WindEstimate::windAngles(figures)) {
-        std::vector<double> times(figures.times().begin(), figures.times().end());
-        records.manoeuvres = ManoeuvreDetector::detect(times, *angles);
-        records.legs = LegDetector::detect(times, *angles);
+    Values estimated;
+    std::span<const double> angles;
+    if (const auto* twa = figures.find("TWA"))
+        angles = *twa;
+    else if (WindEstimate::estimateAngles(figures, estimated))
+        angles = estimated;
+    if (!angles.empty()) {
+        const std::span<const double> times(figures.times().data(), figures.times().size());
+        records.manoeuvres = ManoeuvreDetector::detect(times, angles);
+        records.legs = LegDetector::detect(times, angles);
     }
     return records;
 }
@@ -353,6 +388,8 @@ bool ConvertCommand::parseArguments(const std::vector<std::string>& arguments, C
                 return false;
             }
             options.rate = rate;
+        } else if (argument == "--timings") {
+            options.timings = true;
         } else if (argument == "--zone") {
             auto text = value();
             if (!text)
@@ -384,7 +421,13 @@ int ConvertCommand::run(const ConvertOptions& options) {
         if (!zone)
             return fail("unknown time zone \"" + *options.zone + "\"");
     }
+    PendingOutput pending(options.output);
+    OutputFile output(pending.path());
+    if (!output.isOpen())
+        return fail("cannot create " + options.output);
+    StageTimes stages;
 
+    auto stageStart = Clock::now();
     std::vector<Input> inputs;
     inputs.reserve(options.inputs.size());
     for (const auto& path : options.inputs) {
@@ -401,7 +444,9 @@ int ConvertCommand::run(const ConvertOptions& options) {
         return fail(options.inputs.size() == 1 ? "nothing to convert in " + options.inputs.front()
                                                : "nothing to convert in any of the " +
                                                      std::to_string(options.inputs.size()) + " input files");
+    stages.read = secondsSince(stageStart);
 
+    stageStart = Clock::now();
     // Names and storage units.
     for (auto& input : inputs) {
         for (auto& column : input.table.columns) {
@@ -429,32 +474,35 @@ int ConvertCommand::run(const ConvertOptions& options) {
     const double rate = options.rate ? *options.rate : TimeGrid::roundedRate(densest.value_or(1.0));
     TimeGrid::Grid grid = TimeGrid::makeGrid(tables, rate);
     if (grid.times.empty())
-        return fail("no record falls on the " + rateText(rate) + " time grid");
+        return fail("no records to write"); // every input has a row, on the grid or at its own time
 
-    auto mergedInputs = [&inputs](MergedTable& table) {
-        for (auto& input : inputs)
-            for (std::size_t c = 0; c < input.table.columns.size(); ++c)
-                table.addSource(input.names[c].name, input.table, input.table.columns[c].values,
-                                input.names[c].circular);
-    };
     MergedTable merged;
-    mergedInputs(merged);
+    for (auto& input : inputs)
+        for (std::size_t c = 0; c < input.table.columns.size(); ++c)
+            merged.addSource(input.names[c].name, input.table, input.table.columns[c].values,
+                             input.names[c].circular);
+    std::string layout;
+    if (grid.spans > 0)
+        layout = " in " + std::to_string(grid.spans) + (grid.spans == 1 ? " stretch" : " stretches");
+    if (grid.lonePoints > 0)
+        layout += (grid.spans > 0 ? " and " : ", ") + std::to_string(grid.lonePoints) +
+                  (grid.lonePoints == 1 ? " lone point at its own time" : " lone points at their own times");
     say("Merging " + std::to_string(inputs.size()) + (inputs.size() == 1 ? " input" : " inputs") + " at " +
         rateText(rate) + (options.rate ? "" : " (the densest input's rate)") + ": " +
-        std::to_string(grid.times.size()) + " records in " + std::to_string(grid.spans) +
-        (grid.spans == 1 ? " stretch" : " stretches") + ", " + std::to_string(merged.columnCount()) +
-        " columns");
-
-    nlohmann::ordered_json context = nlohmann::ordered_json::object();
-    if (utcOffset)
-        context["utcOffset"] = *utcOffset;
+        std::to_string(grid.times.size()) + " records" + layout + ", " +
+        std::to_string(merged.columnCount()) + " columns");
 
     FigureTable figures(grid.times, merged.names());
-    {
-        MergedTable reading;
-        mergedInputs(reading);
-        loadFigureColumns(reading, grid.times, figures);
-    }
+    merged.loadColumns(grid.times, FigureTable::usedNames(),
+                       [&](const std::string& name, MergedTable::Column column) {
+                           if (column.input.empty())
+                               figures.load(name, std::move(column.values));
+                           else
+                               figures.view(name, column.input);
+                       });
+    stages.merge = secondsSince(stageStart);
+
+    stageStart = Clock::now();
     DerivedFigures::derive(figures);
     StartLineFigures::derive(figures, options.boatLength, options.gpsOffset);
     if (!figures.derivedNames().empty()) {
@@ -463,7 +511,48 @@ int ConvertCommand::run(const ConvertOptions& options) {
             names += (names.empty() ? "" : ", ") + name;
         say("Derived " + names + " (not in the inputs)");
     }
-    const SegmentRecords records = detectRecords(figures);
+    stages.derive = secondsSince(stageStart);
+
+    // Tacks, legs and starts go into the metadata, written after the frame: they are found on
+    // another thread meanwhile. The figures are only read from here on. (The future waits for its
+    // thread when destroyed, so the thread never outlives the figures on any way out.)
+    std::future<SegmentRecords> detecting = std::async(std::launch::async, [&figures, &stages] {
+        const auto detectStart = Clock::now();
+        SegmentRecords records = detectRecords(figures);
+        stages.detect = secondsSince(detectStart);
+        return records;
+    });
+
+    stageStart = Clock::now();
+    std::vector<std::string> outputNames = merged.names();
+    for (const auto& name : figures.derivedNames())
+        outputNames.push_back(name);
+    std::vector<const FigureTable::Column*> derivedColumns;
+    for (const auto& name : figures.derivedNames())
+        derivedColumns.push_back(figures.find(name));
+    const std::size_t mergedCount = merged.columnCount(), outputCount = outputNames.size();
+    std::vector<double> slab;
+    std::string error;
+    bool written = false;
+    SerialQueue::hdf().sync([&] {
+        PandasFrameWriter writer(output.file());
+        written = writer.writeRootAttributes() &&
+                  writer.writeFrame("log0", outputNames, grid.times.data(), grid.times.size(),
+                                    [&](std::uint64_t first, std::uint64_t count, double* out) {
+                                        if (derivedColumns.empty())
+                                            return merged.fill(grid.times, first, count, out);
+                                        slab.resize(count * mergedCount);
+                                        merged.fill(grid.times, first, count, slab.data());
+                                        for (std::uint64_t r = 0; r < count; ++r) {
+                                            double* row = out + r * outputCount;
+                                            std::copy_n(slab.data() + r * mergedCount, mergedCount, row);
+                                            for (std::size_t d = 0; d < derivedColumns.size(); ++d)
+                                                row[mergedCount + d] = (*derivedColumns[d])[first + r];
+                                        }
+                                    });
+    });
+    stages.write = secondsSince(stageStart);
+    const SegmentRecords records = detecting.get();
     say("Found " + std::to_string(records.races.size()) +
         (records.races.size() == 1 ? " start, " : " starts, ") +
         std::to_string(std::count_if(records.manoeuvres.begin(), records.manoeuvres.end(),
@@ -472,46 +561,23 @@ int ConvertCommand::run(const ConvertOptions& options) {
         std::to_string(std::count_if(records.manoeuvres.begin(), records.manoeuvres.end(),
                                      [](const auto& m) { return !m.tack; })) +
         " gybes, " + std::to_string(records.legs.size()) + (records.legs.size() == 1 ? " leg" : " legs"));
-    std::vector<std::string> outputNames = merged.names();
-    for (const auto& name : figures.derivedNames())
-        outputNames.push_back(name);
-    std::vector<const std::vector<double>*> derivedColumns;
-    for (const auto& name : figures.derivedNames())
-        derivedColumns.push_back(figures.find(name));
-    const std::size_t mergedCount = merged.columnCount(), outputCount = outputNames.size();
-    std::vector<double> slab;
-
-    PendingOutput pending(options.output);
-    std::string error;
+    nlohmann::ordered_json context = nlohmann::ordered_json::object();
+    if (utcOffset)
+        context["utcOffset"] = *utcOffset;
+    const std::string segments = records.json(utcOffset), parseContext = context.dump();
+    stageStart = Clock::now();
     SerialQueue::hdf().sync([&] {
-        auto file = Hdf5File::create(pending.path());
-        if (!file) {
-            error = "cannot create " + options.output;
-            return;
-        }
-        PandasFrameWriter writer(*file);
-        bool written = writer.writeRootAttributes() &&
-                       writer.writeFrame("log0", outputNames, grid.times.data(), grid.times.size(),
-                                         [&](std::uint64_t first, std::uint64_t count, double* out) {
-                                             if (derivedColumns.empty())
-                                                 return merged.fill(grid.times, first, count, out);
-                                             slab.resize(count * mergedCount);
-                                             merged.fill(grid.times, first, count, slab.data());
-                                             for (std::uint64_t r = 0; r < count; ++r) {
-                                                 double* row = out + r * outputCount;
-                                                 std::copy_n(slab.data() + r * mergedCount, mergedCount, row);
-                                                 for (std::size_t d = 0; d < derivedColumns.size(); ++d)
-                                                     row[mergedCount + d] = (*derivedColumns[d])[first + r];
-                                             }
-                                         }) &&
-                       writer.writeJson("meta", R"({"segmentCount": 1})") &&
-                       writer.writeJson("meta0", records.json(utcOffset)) &&
-                       writer.writeJson("parseContext", context.dump()) && file->flush();
-        if (!written)
-            error = "cannot write " + options.output + " (is the disk full?)";
+        PandasFrameWriter writer(output.file());
+        written = written && writer.writeJson("meta", R"({"segmentCount": 1})") &&
+                  writer.writeJson("meta0", segments) && writer.writeJson("parseContext", parseContext) &&
+                  output.file().flush();
     });
-    if (!error.empty() || !pending.commit(options.output, error))
+    output.close();
+    if (!written)
+        return fail("cannot write " + options.output + " (is the disk full?)");
+    if (!pending.commit(options.output, error))
         return fail(error);
+    stages.write += secondsSince(stageStart);
 
     std::error_code code;
     const double size = static_cast<double>(std::filesystem::file_size(options.output, code));
@@ -521,5 +587,9 @@ int ConvertCommand::run(const ConvertOptions& options) {
     if (auto peak = peakMemoryBytes())
         done += ", peak memory " + megabytes(*peak);
     say(done);
+    if (options.timings) {
+        std::fprintf(stderr, "%s\n", stages.text().c_str());
+        std::fflush(stderr);
+    }
     return 0;
 }

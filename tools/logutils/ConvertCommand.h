@@ -14,6 +14,7 @@ struct ConvertOptions {
     std::optional<double> rate;
     std::optional<std::string> zone;
     std::vector<std::string> inputs;
+    bool timings = false; // one line on stderr with the time each stage took
 };
 
 namespace ConvertCommand {

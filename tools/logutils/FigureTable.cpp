@@ -16,29 +16,38 @@ FigureTable::FigureTable(const Values& times, const std::vector<std::string>& me
         step_ = step;
 }
 
-const std::vector<double>* FigureTable::find(const std::string& name) const {
+const FigureTable::Column* FigureTable::find(const std::string& name) const {
     auto found = columns_.find(name);
-    return found == columns_.end() ? nullptr : &found->second;
+    return found == columns_.end() ? nullptr : &found->second.values;
 }
 
-const std::vector<double>* FigureTable::findFirst(std::initializer_list<const char*> names) const {
+const FigureTable::Column* FigureTable::findFirst(std::initializer_list<const char*> names) const {
     for (const char* name : names)
         if (auto column = find(name))
             return column;
     return nullptr;
 }
 
-void FigureTable::load(const std::string& name, std::vector<double> values) {
-    columns_[name] = std::move(values);
+void FigureTable::load(const std::string& name, Values values) {
+    Stored& stored = columns_[name];
+    stored.owned = std::move(values);
+    stored.values = stored.owned;
 }
 
-std::vector<double>& FigureTable::derive(const std::string& name) {
+void FigureTable::view(const std::string& name, Column values) {
+    Stored& stored = columns_[name];
+    stored.owned = {};
+    stored.values = values;
+}
+
+Values& FigureTable::derive(const std::string& name) {
     if (has(name))
         fatalError("FigureTable: " + name + " is already a column");
     derived_.push_back(name);
-    auto& column = columns_[name];
-    column.assign(times_.size(), std::numeric_limits<double>::quiet_NaN());
-    return column;
+    Stored& stored = columns_[name];
+    stored.owned.assign(times_.size(), std::numeric_limits<double>::quiet_NaN());
+    stored.values = stored.owned;
+    return stored.owned;
 }
 
 const std::vector<std::string>& FigureTable::usedNames() {

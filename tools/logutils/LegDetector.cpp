@@ -1,5 +1,6 @@
 #include "LegDetector.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -18,8 +19,8 @@ struct Run {
 
 } // namespace
 
-std::vector<LegDetector::Leg> LegDetector::detect(const std::vector<double>& times,
-                                                  const std::vector<double>& windAngle) {
+std::vector<LegDetector::Leg> LegDetector::detect(std::span<const double> times,
+                                                  std::span<const double> windAngle) {
     const std::size_t n = std::min(times.size(), windAngle.size());
     // |angle| smoothed by a centred moving mean (it runs 0…180, so a plain mean will do).
     std::vector<double> smooth(n, NAN);

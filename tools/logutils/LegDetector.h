@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,6 @@ struct Leg {
     std::string type; // "Upwind", "Downwind" or "Reach"
 };
 
-std::vector<Leg> detect(const std::vector<double>& times, const std::vector<double>& windAngle);
+std::vector<Leg> detect(std::span<const double> times, std::span<const double> windAngle);
 
 } // namespace LegDetector

@@ -1,5 +1,6 @@
 #include "ManoeuvreDetector.h"
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -13,8 +14,8 @@ struct Stretch {
 
 } // namespace
 
-std::vector<ManoeuvreDetector::Manoeuvre> ManoeuvreDetector::detect(const std::vector<double>& times,
-                                                                    const std::vector<double>& windAngle) {
+std::vector<ManoeuvreDetector::Manoeuvre> ManoeuvreDetector::detect(std::span<const double> times,
+                                                                    std::span<const double> windAngle) {
     std::vector<Manoeuvre> found;
     const std::size_t n = std::min(times.size(), windAngle.size());
     // Stretches of one side; a NaN sample or an angle of exactly 0 continues the stretch.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <vector>
 
 // Tacks and gybes from the angle to the wind (signed degrees, negative on port).
@@ -20,6 +21,6 @@ struct Manoeuvre {
     bool tack = true;  // else a gybe
 };
 
-std::vector<Manoeuvre> detect(const std::vector<double>& times, const std::vector<double>& windAngle);
+std::vector<Manoeuvre> detect(std::span<const double> times, std::span<const double> windAngle);
 
 } // namespace ManoeuvreDetector

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <unordered_map>
@@ -81,15 +82,28 @@ double TimeGrid::roundedRate(double rate) {
 }
 
 TimeGrid::Grid TimeGrid::makeGrid(const std::vector<const InputTable*>& inputs, double rate) {
-    // The stretches of each input, then their union.
+    // Grid times k / rate in [start, end], widened by sameInstant: [first, last] (first > last
+    // when there is none).
+    auto gridSteps = [rate](double start, double end) {
+        return std::pair{static_cast<std::int64_t>(std::ceil((start - sameInstant) * rate)),
+                         static_cast<std::int64_t>(std::floor((end + sameInstant) * rate))};
+    };
+    // The stretches of each input, then the union of those with a grid time. The samples of a
+    // stretch without one keep rows of their own; they would add only empty rows to the grid.
     std::vector<std::pair<double, double>> stretches;
+    Values lone;
     for (const InputTable* table : inputs) {
         const Values& t = table->times;
         for (std::size_t i = 0; i < t.size();) {
             std::size_t j = i;
             while (j + 1 < t.size() && t[j + 1] - t[j] <= maximumGap)
                 ++j;
-            stretches.emplace_back(t[i], t[j]);
+            const auto [first, last] = gridSteps(t[i], t[j]);
+            if (first <= last)
+                stretches.emplace_back(t[i], t[j]);
+            else
+                lone.insert(lone.end(), t.begin() + static_cast<std::ptrdiff_t>(i),
+                            t.begin() + static_cast<std::ptrdiff_t>(j) + 1);
             i = j + 1;
         }
     }
@@ -103,20 +117,39 @@ TimeGrid::Grid TimeGrid::makeGrid(const std::vector<const InputTable*>& inputs, 
     }
     Grid grid;
     std::int64_t total = 0;
-    for (const auto& [start, end] : joined)
-        total += std::max<std::int64_t>(
-            0, static_cast<std::int64_t>(std::floor((end + sameInstant) * rate)) -
-                   static_cast<std::int64_t>(std::ceil((start - sameInstant) * rate)) + 1);
+    for (const auto& [start, end] : joined) {
+        const auto [first, last] = gridSteps(start, end);
+        total += std::max<std::int64_t>(0, last - first + 1);
+    }
     grid.times.reserve(static_cast<std::size_t>(total));
     for (const auto& [start, end] : joined) {
-        auto first = static_cast<std::int64_t>(std::ceil((start - sameInstant) * rate));
-        auto last = static_cast<std::int64_t>(std::floor((end + sameInstant) * rate));
+        const auto [first, last] = gridSteps(start, end);
         if (first > last)
             continue;
         ++grid.spans;
         for (std::int64_t k = first; k <= last; ++k)
             grid.times.push_back(static_cast<double>(k) / rate);
     }
+    if (lone.empty())
+        return grid;
+    std::sort(lone.begin(), lone.end());
+    // Two inputs' points at the same instant share a row; a point of one input may fall on a grid
+    // time of another's stretch, whose row it then shares.
+    lone.erase(std::unique(lone.begin(), lone.end(), [](double a, double b) { return b - a <= sameInstant; }),
+               lone.end());
+    Values times;
+    times.reserve(grid.times.size() + lone.size());
+    std::size_t g = 0;
+    for (double t : lone) {
+        while (g < grid.times.size() && grid.times[g] < t - sameInstant)
+            times.push_back(grid.times[g++]);
+        if (g < grid.times.size() && grid.times[g] <= t + sameInstant)
+            continue;
+        times.push_back(t);
+        ++grid.lonePoints;
+    }
+    times.insert(times.end(), grid.times.begin() + static_cast<std::ptrdiff_t>(g), grid.times.end());
+    grid.times.swap(times);
     return grid;
 }
 
@@ -210,58 +243,124 @@ double MergedTable::sample(Source& s, double t) const {
     return blend(s, s.values[s.last], right, (t - t0) / (t1 - t0));
 }
 
+void MergedTable::fillColumn(std::size_t c, const Values& grid, std::uint64_t first, std::uint64_t block,
+                             std::uint64_t blockEnd, double* cell, std::size_t stride) {
+    if (sources_[c].size() == 1 && contiguous_[sources_[c].front().table]) {
+        Source& source = sources_[c].front();
+        const double* values = source.values + tables_[source.table].right[block];
+        for (std::uint64_t i = block; i < blockEnd; ++i, cell += stride) {
+            double v = values[i - block];
+            *cell = std::isnan(v) ? sample(source, grid[first + i]) : v;
+        }
+        return;
+    }
+    for (std::uint64_t i = block; i < blockEnd; ++i, cell += stride) {
+        double v = missing;
+        for (auto& source : sources_[c]) {
+            const Table& table = tables_[source.table];
+            const std::size_t r = table.right[i];
+            const unsigned char kind = table.kind[i];
+            if (kind == outside)
+                continue;
+            if (kind == exact) {
+                v = source.values[r];
+            } else {
+                const double left = source.values[r - 1], right = source.values[r];
+                const double w = table.weight[i];
+                v = source.circular ? blend(source, left, right, w) : left + w * (right - left);
+            }
+            // Neighbouring rows without this column's value: its own samples decide.
+            if (std::isnan(v))
+                v = sample(source, grid[first + i]);
+            if (!std::isnan(v))
+                break;
+        }
+        *cell = v;
+    }
+}
+
+void MergedTable::markContiguous(std::uint64_t block, std::uint64_t blockEnd) {
+    // A table whose rows fall on the grid times of the whole block, one after another, as with a
+    // single input at its own rate: its columns are copied, not interpolated.
+    contiguous_.resize(tables_.size());
+    for (std::size_t t = 0; t < tables_.size(); ++t) {
+        const Table& table = tables_[t];
+        bool rowByRow = true;
+        for (std::uint64_t i = block; i < blockEnd && rowByRow; ++i)
+            rowByRow = table.kind[i] == exact && table.right[i] == table.right[block] + (i - block);
+        contiguous_[t] = rowByRow;
+    }
+}
+
 void MergedTable::fill(const Values& grid, std::uint64_t first, std::uint64_t count, double* out) {
     for (auto& table : tables_)
         plan(table, grid, first, count);
     const std::size_t columns = names_.size();
     // Column by column within blocks of rows small enough that the block stays in cache.
-    constexpr std::uint64_t blockRows = 256;
-    std::vector<char> contiguous(tables_.size());
     for (std::uint64_t block = 0; block < count; block += blockRows) {
         const std::uint64_t blockEnd = std::min(count, block + blockRows);
-        // A table whose rows fall on the grid times of the whole block, one after another, as
-        // with a single input at its own rate: its columns are copied, not interpolated.
-        for (std::size_t t = 0; t < tables_.size(); ++t) {
-            const Table& table = tables_[t];
-            bool rowByRow = true;
-            for (std::uint64_t i = block; i < blockEnd && rowByRow; ++i)
-                rowByRow = table.kind[i] == exact && table.right[i] == table.right[block] + (i - block);
-            contiguous[t] = rowByRow;
+        markContiguous(block, blockEnd);
+        for (std::size_t c = 0; c < columns; ++c)
+            fillColumn(c, grid, first, block, blockEnd, out + block * columns + c, columns);
+    }
+}
+
+void MergedTable::loadColumns(const Values& grid, const std::vector<std::string>& wanted,
+                              const std::function<void(const std::string&, Column)>& take) {
+    // Tables whose rows are the grid's, one for one.
+    std::vector<char> onGrid(tables_.size());
+    for (std::size_t t = 0; t < tables_.size(); ++t) {
+        const Table& table = tables_[t];
+        bool same = table.size == grid.size();
+        for (std::size_t i = 0; same && i < grid.size(); ++i)
+            same = std::abs(table.times[i] - grid[i]) <= TimeGrid::sameInstant;
+        onGrid[t] = same;
+    }
+    std::vector<std::size_t> indices;
+    std::vector<Column> columns;
+    for (const auto& name : wanted) {
+        auto found = std::find(names_.begin(), names_.end(), name);
+        if (found == names_.end())
+            continue;
+        const auto c = static_cast<std::size_t>(found - names_.begin());
+        const std::vector<Source>& sources = sources_[c];
+        // A hole would be filled from the samples around it: only a column without one is
+        // the input's as it stands.
+        if (sources.size() == 1 && onGrid[sources.front().table] &&
+            std::none_of(sources.front().values, sources.front().values + grid.size(),
+                         [](double v) { return std::isnan(v); })) {
+            take(name, Column{{}, std::span<const double>(sources.front().values, grid.size())});
+            continue;
         }
-        for (std::size_t c = 0; c < columns; ++c) {
-            double* cell = out + block * columns + c;
-            if (sources_[c].size() == 1 && contiguous[sources_[c].front().table]) {
-                Source& source = sources_[c].front();
-                const double* values = source.values + tables_[source.table].right[block];
-                for (std::uint64_t i = block; i < blockEnd; ++i, cell += columns) {
-                    double v = values[i - block];
-                    *cell = std::isnan(v) ? sample(source, grid[first + i]) : v;
-                }
-                continue;
-            }
-            for (std::uint64_t i = block; i < blockEnd; ++i, cell += columns) {
-                double v = missing;
-                for (auto& source : sources_[c]) {
-                    const Table& table = tables_[source.table];
-                    const std::size_t r = table.right[i];
-                    const unsigned char kind = table.kind[i];
-                    if (kind == outside)
-                        continue;
-                    if (kind == exact) {
-                        v = source.values[r];
-                    } else {
-                        const double left = source.values[r - 1], right = source.values[r];
-                        const double w = table.weight[i];
-                        v = source.circular ? blend(source, left, right, w) : left + w * (right - left);
-                    }
-                    // Neighbouring rows without this column's value: its own samples decide.
-                    if (std::isnan(v))
-                        v = sample(source, grid[first + i]);
-                    if (!std::isnan(v))
-                        break;
-                }
-                *cell = v;
-            }
+        indices.push_back(c);
+        columns.push_back(Column{Values(grid.size()), {}});
+    }
+    if (indices.empty())
+        return;
+    constexpr std::uint64_t slabRows = 1 << 14;
+    for (std::uint64_t first = 0; first < grid.size(); first += slabRows) {
+        const std::uint64_t count = std::min<std::uint64_t>(slabRows, grid.size() - first);
+        for (auto& table : tables_)
+            plan(table, grid, first, count);
+        for (std::uint64_t block = 0; block < count; block += blockRows) {
+            const std::uint64_t blockEnd = std::min(count, block + blockRows);
+            markContiguous(block, blockEnd);
+            for (std::size_t w = 0; w < indices.size(); ++w)
+                fillColumn(indices[w], grid, first, block, blockEnd, columns[w].values.data() + first + block,
+                           1);
         }
     }
+    rewind();
+    for (std::size_t w = 0; w < indices.size(); ++w)
+        take(names_[indices[w]], std::move(columns[w]));
+}
+
+void MergedTable::rewind() {
+    for (auto& table : tables_)
+        table.cursor = 0;
+    for (auto& column : sources_)
+        for (auto& source : column) {
+            source.next = 0;
+            source.last = -1;
+        }
 }

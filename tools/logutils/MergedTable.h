@@ -3,7 +3,9 @@
 #include "readers/InputTable.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,9 +38,17 @@ double roundedRate(double rate);
 struct Grid {
     Values times;
     std::int64_t spans = 0;
+    std::int64_t lonePoints = 0; // rows at an input's own time, off the regular grid
 };
 // Times k / rate over the stretches where some input has samples: stretches closer than
 // maximumGap join, longer gaps get no rows. The tables must be sorted.
+//
+// A stretch of one input that no grid time falls in (a track sparser than maximumGap, such as a
+// phone's one point a minute, is all such stretches) would lose its samples: they have no
+// neighbour to be interpolated from. So each of its samples becomes a row at its own time, among
+// the grid's rows (or on the grid row of that very time); on that row the other inputs' columns
+// are resampled as on any grid row, and on the grid rows around it the sparse input has no value,
+// as across any long gap. Such a stretch does not widen the grid: it would add only empty rows.
 Grid makeGrid(const std::vector<const InputTable*>& inputs, double rate);
 
 } // namespace TimeGrid
@@ -58,6 +68,16 @@ public:
     // Fills rows [first, first + count) of the grid, row-major, columnCount() values per row.
     // Slabs must be asked for in ascending order.
     void fill(const Values& grid, std::uint64_t first, std::uint64_t count, double* out);
+    // A whole column as fill() gives it: its own values, or, when they are an input's as they
+    // stand (a single input on the grid row by row, without holes), a view of that input.
+    struct Column {
+        Values values;
+        std::span<const double> input;
+    };
+    // The columns of `wanted` that the table has, each handed to `take` with its name.
+    // Afterwards fill() starts again from the grid's first row.
+    void loadColumns(const Values& grid, const std::vector<std::string>& wanted,
+                     const std::function<void(const std::string&, Column)>& take);
 
 private:
     struct Source {
@@ -80,7 +100,16 @@ private:
     };
     enum Kind : unsigned char { exact, between, outside };
 
+    // Rows per block of fill(): small enough that a block of every column stays in cache.
+    static constexpr std::uint64_t blockRows = 256;
+
     void plan(Table& table, const Values& grid, std::uint64_t first, std::uint64_t count);
+    void markContiguous(std::uint64_t block, std::uint64_t blockEnd);
+    // Rows [block, blockEnd) of the planned slab that starts at grid row `first`, of column c,
+    // each `stride` values after the one before.
+    void fillColumn(std::size_t c, const Values& grid, std::uint64_t first, std::uint64_t block,
+                    std::uint64_t blockEnd, double* cell, std::size_t stride);
+    void rewind();
     double blend(const Source& source, double left, double right, double weight) const;
     // A cell whose neighbouring rows lack the column's value: searched among its own samples.
     double sample(Source& source, double t) const;
@@ -88,4 +117,5 @@ private:
     std::vector<std::string> names_;
     std::vector<std::vector<Source>> sources_;
     std::vector<Table> tables_;
+    std::vector<char> contiguous_; // by table, for the block being filled
 };

@@ -2,6 +2,7 @@
 
 #include "FigureTable.h"
 
+#include <algorithm>
 #include <cmath>
 
 std::vector<RaceDetector::Race> RaceDetector::detect(const FigureTable& table) {
@@ -41,18 +42,26 @@ std::vector<RaceDetector::Race> RaceDetector::detect(const FigureTable& table) {
         races.push_back(race);
     }
     // Durations and types, from what follows each gun.
+    // The stretch of records last walked, [stretchFrom, stretchLast]: guns come in time order, and
+    // a gun in the same stretch as the one before ends where it ends, without a second walk.
+    std::size_t stretchFrom = n, stretchLast = 0;
     for (std::size_t k = 0; k < races.size(); ++k) {
         Race& race = races[k];
         const bool nextSoon = k + 1 < races.size() && races[k + 1].gun - race.gun <= practiceWithinSeconds;
         race.type = nextSoon ? "PracticeStart" : "Race";
-        // The end of the stretch of records the gun lies in, or the next gun.
+        // The end of the stretch of records (no gap over a minute) that follows the gun closely,
+        // or the next gun.
         double end = race.gun;
-        for (std::size_t i = 0; i < n; ++i) {
-            if (times[i] < race.gun)
-                continue;
-            if (times[i] - end > 60.0)
-                break;
-            end = times[i];
+        const auto first =
+            static_cast<std::size_t>(std::lower_bound(times.begin(), times.end(), race.gun) - times.begin());
+        if (first < n && !(times[first] - race.gun > stretchGapSeconds)) {
+            if (first < stretchFrom || first > stretchLast) {
+                stretchFrom = stretchLast = first;
+                while (stretchLast + 1 < n &&
+                       !(times[stretchLast + 1] - times[stretchLast] > stretchGapSeconds))
+                    ++stretchLast;
+            }
+            end = times[stretchLast];
         }
         if (k + 1 < races.size())
             end = std::min(end, races[k + 1].gun);

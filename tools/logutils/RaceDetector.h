@@ -16,6 +16,8 @@ namespace RaceDetector {
 constexpr double practiceWithinSeconds = 15 * 60.0;
 // The countdown must reach zero within this of its last positive sample, else it was stopped.
 constexpr double runOutSeconds = 5.0;
+// A race lasts no further than a gap of records longer than this.
+constexpr double stretchGapSeconds = 60.0;
 
 struct Race {
     double gun = 0.0; // as the table's times

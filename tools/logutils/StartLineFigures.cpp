@@ -2,6 +2,7 @@
 
 #include "FigureTable.h"
 #include "Geodesy.h"
+#include "Parallel.h"
 
 #include <cmath>
 #include <numbers>
@@ -16,7 +17,7 @@ constexpr double slowestApproach = 0.1; // m/s
 
 void StartLineFigures::derive(FigureTable& table, double boatLength, double gpsOffset) {
     const char* ends[] = {"Portlat", "Portlon", "Stbdlat", "Stbdlon"};
-    const std::vector<double>* line[4];
+    const FigureTable::Column* line[4];
     for (int k = 0; k < 4; ++k)
         if (!(line[k] = table.find(ends[k])))
             return;
@@ -31,47 +32,50 @@ void StartLineFigures::derive(FigureTable& table, double boatLength, double gpsO
     const double forward = boatLength - gpsOffset;
 
     auto want = [&](const char* name) { return table.has(name) ? nullptr : &table.derive(name); };
-    std::vector<double>* below = want("BelowLine");
-    std::vector<double>* distance = want("DistanceToLine");
-    std::vector<double>* timeToLine = want("TimeToLine");
-    std::vector<double>* burn = want("TimeToBurn");
+    Values* below = want("BelowLine");
+    Values* distance = want("DistanceToLine");
+    Values* timeToLine = want("TimeToLine");
+    Values* burn = want("TimeToBurn");
     const auto* measuredTimeToLine = table.find("TimeToLine");
 
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const Geodesy::Position port{(*line[0])[i], (*line[1])[i]}, stbd{(*line[2])[i], (*line[3])[i]};
-        const double toGun = (*gun)[i];
-        if (!std::isfinite(port.lat) || !std::isfinite(port.lon) || !std::isfinite(stbd.lat) ||
-            !std::isfinite(stbd.lon) || !std::isfinite(toGun) || !std::isfinite((*lat)[i]) ||
-            !std::isfinite((*lon)[i]))
-            continue;
-        const double lineLength = Geodesy::distance(port, stbd);
-        if (lineLength <= 0.0)
-            continue;
-        Geodesy::Position bow{(*lat)[i], (*lon)[i]};
-        if (heading && std::isfinite((*heading)[i]) && forward != 0.0)
-            bow = Geodesy::destination(bow, (*heading)[i], forward);
+    // Each row from its own values: the rows are shared between the cores.
+    Parallel::forRows(table.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const Geodesy::Position port{(*line[0])[i], (*line[1])[i]}, stbd{(*line[2])[i], (*line[3])[i]};
+            const double toGun = (*gun)[i];
+            if (!std::isfinite(port.lat) || !std::isfinite(port.lon) || !std::isfinite(stbd.lat) ||
+                !std::isfinite(stbd.lon) || !std::isfinite(toGun) || !std::isfinite((*lat)[i]) ||
+                !std::isfinite((*lon)[i]))
+                continue;
+            const double lineLength = Geodesy::distance(port, stbd);
+            if (lineLength <= 0.0)
+                continue;
+            Geodesy::Position bow{(*lat)[i], (*lon)[i]};
+            if (heading && std::isfinite((*heading)[i]) && forward != 0.0)
+                bow = Geodesy::destination(bow, (*heading)[i], forward);
 
-        // Looking up the course from behind the line, the port end is on the left: the pre-start
-        // side is the right of the direction port → starboard.
-        const double off = Geodesy::crossTrack(port, stbd, bow);
-        const double along = Geodesy::alongTrack(port, stbd, bow);
-        double nearest = std::abs(off);
-        if (along < 0.0 || along > lineLength)
-            nearest = std::min(Geodesy::distance(bow, port), Geodesy::distance(bow, stbd));
-        if (below)
-            (*below)[i] = off;
-        if (distance)
-            (*distance)[i] = off >= 0.0 ? nearest : -nearest;
+            // Looking up the course from behind the line, the port end is on the left: the pre-start
+            // side is the right of the direction port → starboard.
+            const double off = Geodesy::crossTrack(port, stbd, bow);
+            const double along = Geodesy::alongTrack(port, stbd, bow);
+            double nearest = std::abs(off);
+            if (along < 0.0 || along > lineLength)
+                nearest = std::min(Geodesy::distance(bow, port), Geodesy::distance(bow, stbd));
+            if (below)
+                (*below)[i] = off;
+            if (distance)
+                (*distance)[i] = off >= 0.0 ? nearest : -nearest;
 
-        double toLine = measuredTimeToLine ? (*measuredTimeToLine)[i] : NAN;
-        if (timeToLine && sog && cog && std::isfinite((*sog)[i]) && std::isfinite((*cog)[i])) {
-            const double towardsLine = Geodesy::initialBearing(port, stbd) - 90.0;
-            const double approach =
-                (*sog)[i] / Geodesy::knotsPerMetrePerSecond * std::cos(((*cog)[i] - towardsLine) * radians);
-            if (off > 0.0 && approach > slowestApproach)
-                toLine = (*timeToLine)[i] = off / approach;
+            double toLine = measuredTimeToLine ? (*measuredTimeToLine)[i] : NAN;
+            if (timeToLine && sog && cog && std::isfinite((*sog)[i]) && std::isfinite((*cog)[i])) {
+                const double towardsLine = Geodesy::initialBearing(port, stbd) - 90.0;
+                const double approach = (*sog)[i] / Geodesy::knotsPerMetrePerSecond *
+                                        std::cos(((*cog)[i] - towardsLine) * radians);
+                if (off > 0.0 && approach > slowestApproach)
+                    toLine = (*timeToLine)[i] = off / approach;
+            }
+            if (burn && std::isfinite(toLine) && toGun >= 0.0)
+                (*burn)[i] = toGun - toLine;
         }
-        if (burn && std::isfinite(toLine) && toGun >= 0.0)
-            (*burn)[i] = toGun - toLine;
-    }
+    });
 }

@@ -2,13 +2,16 @@
 #include "InfoCommand.h"
 
 #include <cstdio>
+#include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
 namespace {
 
 const char* const usage =
-    "usage: logutils-cli convert -o OUT --boatLength L --gpsOffset G [--rate HZ] [--zone ID] INPUT...\n"
+    "usage: logutils-cli convert -o OUT --boatLength L --gpsOffset G [--rate HZ] [--zone ID] [--timings]\n"
+    "                            INPUT...\n"
     "       logutils-cli info FILE\n"
     "       logutils-cli --help | --version\n";
 
@@ -19,6 +22,7 @@ const char* const help =
     "                 tables with a time column (comma, semicolon or tab separated), NMEA 0183\n"
     "                 logs, GPX, KML and VCC tracks, and boat logs converted earlier (.hdf5);\n"
     "                 formats are told by content; several inputs are merged onto one time grid\n"
+    "                 (the points of a track sparser than 10 s keep rows at their own times)\n"
     "                 SOG, COG, TWS, TWA, TWD, VMG and the start-line figures are derived where\n"
     "                 the inputs lack them; tacks, gybes, legs and starts go into the metadata\n"
     "  --boatLength L the boat's length in metres\n"
@@ -27,6 +31,8 @@ const char* const help =
     "  --rate HZ      records per second of the output (default: the densest input's rate,\n"
     "                 rounded to 1, 2, 4, 5, 10, 20 or 25)\n"
     "  --zone ID      the time zone (IANA name or GMT+hhmm) of inputs whose times carry none\n"
+    "  --timings      one more line on stderr: the seconds that reading, merging, deriving,\n"
+    "                 detecting and writing took\n"
     "  Progress goes to stdout line by line; a failure is one line on stderr and exit code 2,\n"
     "  and leaves no output file.\n"
     "\n"
@@ -39,9 +45,15 @@ int usageError(const std::string& reason) {
     return 2;
 }
 
-} // namespace
+// Whatever goes wrong ends as every failure does: one line, exit code 2. (The output's partial
+// file has gone by then: unwinding to here removed it.)
+int failure(const char* reason) {
+    std::fprintf(stderr, "Error: %s\n", reason);
+    std::fflush(stderr);
+    return 2;
+}
 
-int main(int argc, char* argv[]) {
+int runCommand(int argc, char* argv[]) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.empty())
         return usageError("no command");
@@ -68,4 +80,18 @@ int main(int argc, char* argv[]) {
         return InfoCommand::run(arguments.front());
     }
     return usageError("unknown command \"" + command + "\"");
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    try {
+        return runCommand(argc, argv);
+    } catch (const std::bad_alloc&) {
+        return failure("out of memory");
+    } catch (const std::exception& error) {
+        return failure(error.what());
+    } catch (...) {
+        return failure("an unexpected failure");
+    }
 }

@@ -2,6 +2,7 @@
 
 #include "readers/InputTable.h"
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,6 @@ namespace GpxReader {
 
 bool recognises(std::string_view head);
 // Parses `text` in place. False, with the reason in `error`, when it is no GPX or has no point.
-bool read(std::string& text, InputTable& table, std::string& error);
+bool read(std::span<char> text, InputTable& table, std::string& error);
 
 } // namespace GpxReader

@@ -70,6 +70,8 @@ struct InputTable {
     // A converted log's own parse context (JSON), when it has one.
     std::optional<std::string> parseContext;
     SkipTally skipped;
+    // Lines for the progress log on what the reader chose (which of several sources, say).
+    std::vector<std::string> notes;
 
     std::size_t rowCount() const { return times.size(); }
 

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <thread>
@@ -100,6 +101,9 @@ private:
         // Set by the first half when its own header changed: the second half may have finished
         // before it heard, and its records still read with the old header.
         bool voided = false;
+        // What the thread threw (out of memory, say): handed to the first half, which throws it
+        // on its own thread when it joins, since an exception must not end a thread of its own.
+        std::exception_ptr failure;
         std::thread thread;
 
         ~SecondHalf() {
@@ -145,7 +149,13 @@ private:
         half.start = *start;
         half.lines.emplace(std::move(*rest));
         half.reader.reset(new Reader(*half.lines, half.table, *this));
-        half.thread = std::thread([&half] { half.reader->readSecondHalf(half); });
+        half.thread = std::thread([&half] {
+            try {
+                half.reader->readSecondHalf(half);
+            } catch (...) {
+                half.failure = std::current_exception();
+            }
+        });
     }
 
     // At the end of the first half: takes in the second half's records. True when done; false
@@ -153,6 +163,8 @@ private:
     bool joinSecondHalf(std::string& error) {
         std::unique_ptr<SecondHalf> half = std::move(half_);
         half->thread.join();
+        if (half->failure)
+            std::rethrow_exception(half->failure);
         if (!half->lines->readError().empty()) {
             error = "read error: " + half->lines->readError();
             return false;
@@ -316,6 +328,11 @@ private:
     void reserve(std::size_t lineLength) {
         expectedRows_ =
             std::min<std::size_t>(lines_.size() / std::max<std::size_t>(lineLength, 16) + 16, 1 << 26);
+        // Columns go on huge pages from 4 MiB on: one that nearly fills that much (the second half
+        // of a log of a million rows) is given it, rather than be faulted in 4 KiB at a time.
+        constexpr std::size_t hugeColumnRows = 2 * UninitializedAllocator<double>::hugePage / sizeof(double);
+        if (expectedRows_ >= hugeColumnRows / 2)
+            expectedRows_ = std::max(expectedRows_, hugeColumnRows);
         table_.times.reserve(expectedRows_);
         for (auto& column : table_.columns)
             column.values.reserve(expectedRows_);

@@ -74,8 +74,8 @@ bool KmlReader::recognises(std::string_view head) {
     return looksLikeXmlWith(head, {"<kml"});
 }
 
-bool KmlReader::read(std::string& text, InputTable& table, std::string& error) {
-    const std::string_view whole = text;
+bool KmlReader::read(std::span<char> text, InputTable& table, std::string& error) {
+    const std::string_view whole(text.data(), text.size());
     pugi::xml_document document;
     std::string damage;
     pugi::xml_node kml = parseRoot(document, text, "kml", damage, error);

@@ -2,6 +2,7 @@
 
 #include "readers/InputTable.h"
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,6 @@
 namespace KmlReader {
 
 bool recognises(std::string_view head);
-bool read(std::string& text, InputTable& table, std::string& error);
+bool read(std::span<char> text, InputTable& table, std::string& error);
 
 } // namespace KmlReader

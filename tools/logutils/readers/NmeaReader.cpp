@@ -3,10 +3,15 @@
 #include "readers/CsvCells.h"
 #include "readers/TimeText.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
 
 namespace {
 
@@ -90,6 +95,41 @@ bool digits(std::string_view text, std::size_t from, std::size_t count, int& val
     return true;
 }
 
+// Where positions come from: one sentence type of one talker ("GPRMC"), so that two receivers,
+// or RMC and GGA of one, are told apart.
+enum class SourceKind { rmc, gga, gll }; // preferred in this order among equally fresh sources
+
+struct Fix {
+    double time; // on the reader's clock
+    double lat, lon;
+    std::int64_t line;
+};
+// Kept for a whole log: not zeroed as they grow, and on huge pages when large.
+using Fixes = std::vector<Fix, UninitializedAllocator<Fix>>;
+
+struct Source {
+    std::string name;
+    SourceKind kind;
+    bool dated = false; // its sentences carry the date
+    Fixes fixes;
+    // How far behind the newest fix of any source so far each fix was, in tenths of a second (the
+    // last bin holds all from lagBins - 1 on): a median without keeping every lag.
+    static constexpr int lagBins = 600;
+    std::array<std::int64_t, lagBins> lags{};
+
+    void noteLag(double seconds) {
+        // (Times read from text are a hair off their tenths.)
+        ++lags[static_cast<std::size_t>(std::clamp(seconds * 10.0 + 1e-6, 0.0, double(lagBins - 1)))];
+    }
+    double medianLag() const {
+        std::int64_t seen = 0;
+        for (int bin = 0; bin < lagBins; ++bin)
+            if ((seen += lags[static_cast<std::size_t>(bin)]) * 2 > static_cast<std::int64_t>(fixes.size()))
+                return bin / 10.0;
+        return (lagBins - 1) / 10.0;
+    }
+};
+
 class Reader {
 public:
     Reader(LineReader& lines, InputTable& table) : lines_(lines), table_(table) { slotColumn_.fill(-1); }
@@ -116,6 +156,7 @@ public:
                     "placed";
             return false;
         }
+        writePositions();
         const double base = static_cast<double>(*baseDay_) * 86400.0;
         for (double& t : table_.times)
             t += base;
@@ -271,18 +312,158 @@ private:
         return true;
     }
 
+    // Of several position sources the positions come from one receiver: mixing two makes the
+    // track jump, and one that lags a second behind puts every point metres off. The freshest
+    // sources are those whose fixes are newest as they arrive (by the median lag); among those a
+    // dated one (RMC) is preferred, then GGA over GLL (GLL gives fewer decimals on many units),
+    // then the one with more fixes. The fixes go in at their own times: into the row of that
+    // time, or a row of their own.
+    void writePositions() {
+        if (sources_.empty())
+            return;
+        std::vector<double> lags;
+        for (const Source& s : sources_)
+            lags.push_back(s.medianLag());
+        const double freshest = *std::min_element(lags.begin(), lags.end());
+        std::size_t best = sources_.size();
+        for (std::size_t k = 0; k < sources_.size(); ++k) {
+            if (lags[k] > freshest + 0.5)
+                continue;
+            if (best == sources_.size()) {
+                best = k;
+                continue;
+            }
+            const Source &a = sources_[k], &b = sources_[best];
+            if (std::tuple(!a.dated, a.kind, -static_cast<std::int64_t>(a.fixes.size())) <
+                std::tuple(!b.dated, b.kind, -static_cast<std::int64_t>(b.fixes.size())))
+                best = k;
+        }
+        // The other sentences of the chosen source's talker, as fresh as it, are the same receiver's:
+        // their fixes fill the times the chosen one has none for (RMC at .5 s, GGA on the second).
+        std::vector<std::size_t> used{best};
+        for (std::size_t k = 0; k < sources_.size(); ++k)
+            if (k != best && sources_[k].name.compare(0, 2, sources_[best].name, 0, 2) == 0 &&
+                std::abs(lags[k] - lags[best]) <= 0.5)
+                used.push_back(k);
+        std::sort(used.begin() + 1, used.end(), [&](std::size_t a, std::size_t b) {
+            return std::pair(!sources_[a].dated, sources_[a].kind) <
+                   std::pair(!sources_[b].dated, sources_[b].kind);
+        });
+        if (used.size() < sources_.size()) {
+            auto describe = [&](std::size_t k) {
+                return sources_[k].name + " (" + (sources_[k].dated ? "dated, " : "undated, ") +
+                       fixedText(lags[k]) + " s behind the newest fix)";
+            };
+            std::string note = "Positions from ";
+            for (std::size_t u = 0; u < used.size(); ++u)
+                note += (u == 0 ? "" : u + 1 == used.size() ? " and " : ", ") + describe(used[u]);
+            note += ", not from ";
+            for (std::size_t k = 0, listed = 0; k < sources_.size(); ++k)
+                if (std::find(used.begin(), used.end(), k) == used.end())
+                    note += (listed++ ? ", " : "") + describe(k);
+            table_.notes.push_back(note);
+        }
+
+        Fixes kept;
+        for (std::size_t u : used)
+            kept = mergeFixes(std::move(kept), std::move(sources_[u].fixes));
+        insertRowsAt(kept);
+        InputColumn& latitudes = table_.columns[static_cast<std::size_t>(slotColumn_[lat])];
+        InputColumn& longitudes = table_.columns[static_cast<std::size_t>(slotColumn_[lon])];
+        std::size_t r = 0;
+        for (const Fix& fix : kept) {
+            while (table_.times[r] < fix.time - 1e-6)
+                ++r;
+            latitudes.values[r] = fix.lat;
+            longitudes.values[r] = fix.lon;
+        }
+        latitudes.numbers = longitudes.numbers = static_cast<std::int64_t>(kept.size());
+    }
+
+    // `fixes` (one source's, in the order met) merged into `kept` (ascending), where it has no fix
+    // at the same time. A fix before the one met before it is dropped and counted; a later one at
+    // the same time replaces it.
+    Fixes mergeFixes(Fixes kept, Fixes own) {
+        std::size_t count = 0; // of `own` kept, in place
+        for (const Fix& fix : own) {
+            if (count > 0 && fix.time < own[count - 1].time - 1e-6)
+                table_.skipped.skipLine(fix.line, "time going backwards");
+            else if (count > 0 && fix.time <= own[count - 1].time + 1e-6)
+                own[count - 1] = fix;
+            else
+                own[count++] = fix;
+        }
+        own.resize(count);
+        if (kept.empty())
+            return own;
+        Fixes merged;
+        merged.reserve(kept.size() + own.size());
+        std::size_t k = 0;
+        for (const Fix& fix : own) {
+            while (k < kept.size() && kept[k].time < fix.time - 1e-6)
+                merged.push_back(kept[k++]);
+            if (k == kept.size() || kept[k].time > fix.time + 1e-6)
+                merged.push_back(fix);
+        }
+        merged.insert(merged.end(), kept.begin() + static_cast<std::ptrdiff_t>(k), kept.end());
+        return merged;
+    }
+
+    // Rows at the times of `fixes` (ascending) where the table has none, other columns empty.
+    void insertRowsAt(const Fixes& fixes) {
+        const Values& times = table_.times;
+        std::vector<std::size_t> from; // by new row: the old row, or none
+        from.reserve(times.size());
+        Values merged;
+        std::size_t r = 0;
+        constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
+        bool inserted = false;
+        for (const Fix& fix : fixes) {
+            while (r < times.size() && times[r] < fix.time - 1e-6) {
+                merged.push_back(times[r]);
+                from.push_back(r++);
+            }
+            if (r < times.size() && times[r] <= fix.time + 1e-6)
+                continue;
+            merged.push_back(fix.time);
+            from.push_back(none);
+            inserted = true;
+        }
+        if (!inserted)
+            return;
+        for (; r < times.size(); ++r) {
+            merged.push_back(times[r]);
+            from.push_back(r);
+        }
+        for (auto& column : table_.columns) {
+            Values values(from.size());
+            for (std::size_t i = 0; i < from.size(); ++i)
+                values[i] = from[i] == none ? missing : column.values[from[i]];
+            column.values.swap(values);
+        }
+        table_.times.swap(merged);
+    }
+
+    static std::string fixedText(double value) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.1f", value);
+        return text;
+    }
+
+    void addColumn(Slot slot) {
+        slotColumn_[slot] = static_cast<int>(table_.columns.size());
+        InputColumn added;
+        added.name = slotNames[slot];
+        added.values.assign(table_.rowCount(), missing);
+        table_.columns.push_back(std::move(added));
+    }
+
     void put(Slot slot, double value) {
         if (!std::isfinite(value))
             return;
-        int& column = slotColumn_[slot];
-        if (column < 0) {
-            column = static_cast<int>(table_.columns.size());
-            InputColumn added;
-            added.name = slotNames[slot];
-            added.values.assign(table_.rowCount(), missing);
-            table_.columns.push_back(std::move(added));
-        }
-        InputColumn& target = table_.columns[static_cast<std::size_t>(column)];
+        if (slotColumn_[slot] < 0)
+            addColumn(slot);
+        InputColumn& target = table_.columns[static_cast<std::size_t>(slotColumn_[slot])];
         target.values.back() = value;
         ++target.numbers;
     }
@@ -330,17 +511,12 @@ private:
         return daysFromCivil(y < 80 ? 2000 + y : 1900 + y, m, d);
     }
 
-    // Only the first talker that gives times and positions does: a second receiver on the bus
-    // would otherwise make the clock and the track jump between two sources.
+    // Only the first talker that gives times does: a second receiver on the bus would otherwise
+    // make the clock jump between two sources. (Positions keep their own times: see Source.)
     bool fromTimeTalker() {
         if (!timeTalker_)
             timeTalker_ = std::string(talker_);
         return *timeTalker_ == talker_;
-    }
-    bool fromPositionTalker() {
-        if (!positionTalker_)
-            positionTalker_ = std::string(talker_);
-        return *positionTalker_ == talker_;
     }
 
     // A time (of day, with a date when the sentence has one) from the time source. Times are
@@ -399,11 +575,38 @@ private:
         return negative ? -result : result;
     }
 
-    // GLL gives fewer decimals than RMC and GGA on many units: in a record that has either, it
-    // is not used.
-    void position(int latField, int lonField, bool fromGll = false) {
-        if (!fromPositionTalker() || (fromGll && fixRow_ == table_.rowCount()))
-            return;
+    // A time of day of another talker than the time source, placed on the clock's day: the one
+    // that puts it nearest to the clock's time, so that two receivers either side of midnight
+    // agree.
+    double placeTimeOfDay(double tod) const {
+        double t = static_cast<double>(relativeDay_) * 86400.0 + tod;
+        if (haveTime_ && t - rowTime_ > 43200.0)
+            t -= 86400.0;
+        else if (haveTime_ && rowTime_ - t > 43200.0)
+            t += 86400.0;
+        return t;
+    }
+
+    // A date of another talker than the time source places the log when the time source gives
+    // none. `t` is the sentence's time on the clock.
+    void noteDate(std::optional<std::int64_t> day, double t, double tod) {
+        if (day && !baseDay_)
+            baseDay_ = *day - static_cast<std::int64_t>(std::llround((t - tod) / 86400.0));
+    }
+
+    Source& source(SourceKind kind) {
+        char name[6] = {talker_[0], talker_[1], 0, 0, 0, 0};
+        std::copy_n(kind == SourceKind::rmc ? "RMC" : kind == SourceKind::gga ? "GGA" : "GLL", 3, name + 2);
+        const std::string_view wanted(name, 5);
+        for (Source& known : sources_)
+            if (known.name == wanted)
+                return known;
+        sources_.push_back({std::string(wanted), kind, false, {}, {}});
+        return sources_.back();
+    }
+
+    // The fix of an RMC, GGA or GLL sentence at `t` on the clock, kept with its source.
+    void position(int latField, int lonField, SourceKind kind, double t, bool dated) {
         auto la = coordinate(latField, latField + 1, 2);
         auto lo = coordinate(lonField, lonField + 1, 3);
         if (!la || !lo)
@@ -412,10 +615,15 @@ private:
             skipValue("position 0,0", field(latField));
             return;
         }
-        put(lat, *la);
-        put(lon, *lo);
-        if (!fromGll)
-            fixRow_ = table_.rowCount();
+        // The columns take their place among the others when the first position is met.
+        for (Slot slot : {lat, lon})
+            if (slotColumn_[slot] < 0)
+                addColumn(slot);
+        Source& from = source(kind);
+        from.dated = from.dated || dated;
+        newestFix_ = std::max(newestFix_, t);
+        from.noteLag(newestFix_ - t);
+        from.fixes.push_back({t, *la, *lo, lines_.lineNumber()});
     }
 
     void noteVariation(int valueField, int sideField) {
@@ -430,12 +638,22 @@ private:
         if (!needs(9))
             return;
         noteVariation(9, 10);
-        if (!fromTimeTalker())
+        if (!fromTimeTalker()) {
+            auto tod = timeOfDay(0);
+            auto day = dateDDMMYY(8);
+            if (!tod)
+                return;
+            const double t = placeTimeOfDay(*tod);
+            noteDate(day, t, *tod);
+            if (field(1) == "A")
+                position(2, 4, SourceKind::rmc, t, day.has_value());
             return;
-        time(timeOfDay(0), dateDDMMYY(8));
+        }
+        auto day = dateDDMMYY(8);
+        time(timeOfDay(0), day);
         if (!record() || field(1) != "A")
             return; // "V": the receiver has no fix
-        position(2, 4);
+        position(2, 4, SourceKind::rmc, rowTime_, day.has_value());
         set(sog, 6);
         set(cog, 7);
     }
@@ -443,23 +661,35 @@ private:
     void gga() {
         if (!needs(6))
             return;
-        if (fromTimeTalker())
-            time(timeOfDay(0), std::nullopt);
+        if (!fromTimeTalker()) {
+            auto tod = timeOfDay(0);
+            if (tod && field(5) != "0" && !field(5).empty())
+                position(1, 3, SourceKind::gga, placeTimeOfDay(*tod), false);
+            return;
+        }
+        time(timeOfDay(0), std::nullopt);
         if (!record() || field(5) == "0" || field(5).empty())
             return;
-        position(1, 3);
+        position(1, 3, SourceKind::gga, rowTime_, false);
     }
 
+    // $--GLL,lat,N,lon,E,hhmmss.ss,A: the time and status came later to the sentence.
     void gll() {
-        if (!needs(4) || !record())
+        if (!needs(4))
             return;
         if (count_ > 5 && field(5) == "V")
             return;
-        position(0, 2, true);
+        std::optional<double> tod;
+        if (!field(4).empty())
+            tod = timeOfDay(4);
+        if (tod)
+            position(0, 2, SourceKind::gll, placeTimeOfDay(*tod), false);
+        else if (record())
+            position(0, 2, SourceKind::gll, rowTime_, false);
     }
 
     void zda() {
-        if (!needs(1) || !fromTimeTalker())
+        if (!needs(1))
             return;
         std::optional<std::int64_t> day;
         int d = 0, m = 0, y = 0;
@@ -472,6 +702,11 @@ private:
                 day = daysFromCivil(yearDigits == 4 ? y : (y < 80 ? 2000 + y : 1900 + y), m, d);
             else
                 skipValue("malformed date", field(1));
+        }
+        if (!fromTimeTalker()) {
+            if (auto tod = timeOfDay(0))
+                noteDate(day, placeTimeOfDay(*tod), *tod);
+            return;
         }
         time(timeOfDay(0), day);
     }
@@ -649,7 +884,8 @@ private:
     std::array<int, slotCount> slotColumn_;
     std::int64_t sentences_ = 0;
     std::optional<std::string> timeTalker_;
-    std::optional<std::string> positionTalker_;
+    std::vector<Source> sources_;
+    double newestFix_ = -INFINITY; // on the clock, of any position source
     std::optional<std::int64_t> baseDay_;
     std::int64_t relativeDay_ = 0;
     double lastTimeOfDay_ = 0.0;
@@ -657,7 +893,6 @@ private:
     bool haveTime_ = false;
     bool timeValid_ = false;
     bool headingSeen_ = false;
-    std::size_t fixRow_ = 0; // row count when an RMC or GGA position was last put, so its row
     std::optional<double> variation_;
 };
 

@@ -7,8 +7,10 @@
 #include <string_view>
 
 // NMEA 0183 logs of chart plotters and instrument buses: one sentence a line, possibly after a
-// prefix of the logger's own (a time stamp, a tag block). Every sentence from the position
-// source's last time sentence (RMC, GGA, ZDA) on belongs to that record. Times are UTC.
+// prefix of the logger's own (a time stamp, a tag block). Every sentence from the time source's
+// last time sentence (RMC, GGA, ZDA) on belongs to that record; positions (RMC, GGA, GLL) keep
+// their own times, and of several receivers only the freshest one's are read, which the table's
+// notes name. Times are UTC.
 namespace NmeaReader {
 
 bool recognises(std::string_view head);

@@ -9,8 +9,8 @@ bool VccReader::recognises(std::string_view head) {
     return looksLikeXmlWith(head, {"<VelocitekControlCenter", "CapturedTrack"});
 }
 
-bool VccReader::read(std::string& text, InputTable& table, std::string& error) {
-    const std::string_view whole = text;
+bool VccReader::read(std::span<char> text, InputTable& table, std::string& error) {
+    const std::string_view whole(text.data(), text.size());
     pugi::xml_document document;
     std::string damage;
     if (!parseRoot(document, text, nullptr, damage, error))

@@ -2,6 +2,7 @@
 
 #include "readers/InputTable.h"
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,6 @@
 namespace VccReader {
 
 bool recognises(std::string_view head);
-bool read(std::string& text, InputTable& table, std::string& error);
+bool read(std::span<char> text, InputTable& table, std::string& error);
 
 } // namespace VccReader

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+// Memory for pugixml while one XML track is parsed. The tree of a track of hundreds of thousands
+// of points takes hundreds of megabytes in small pages; from large blocks on huge pages it
+// faults in hundreds of times less often, which was most of the time a GPX file took to read.
+// Nothing is freed until the arena goes; pugixml uses it for every document made meanwhile, so
+// all of them must be gone by then.
+class XmlArena {
+public:
+    XmlArena();
+    ~XmlArena();
+    XmlArena(const XmlArena&) = delete;
+    XmlArena& operator=(const XmlArena&) = delete;
+
+private:
+    static void* allocate(std::size_t size);
+    static void deallocate(void* pointer);
+
+    struct Block {
+        char* data;
+        std::size_t size;
+        std::size_t used;
+    };
+    std::vector<Block> blocks_;
+    void* (*previousAllocate_)(std::size_t);
+    void (*previousDeallocate_)(void*);
+};
