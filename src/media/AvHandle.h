@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/buffer.h>
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+// Owns one FFmpeg object and releases it with the function of its kind. FFmpeg's release functions
+// mostly take the address of the pointer; `AvRelease` adapts each to a plain pointer.
+template <class T, void (*Release)(T*)> struct AvRelease {
+    void operator()(T* object) const { Release(object); }
+};
+template <class T, void (*Release)(T*)> using AvHandle = std::unique_ptr<T, AvRelease<T, Release>>;
+
+namespace AvReleaseFunctions {
+inline void closeInput(AVFormatContext* context) {
+    avformat_close_input(&context);
+}
+inline void freeCodecContext(AVCodecContext* context) {
+    avcodec_free_context(&context);
+}
+inline void freeFrame(AVFrame* frame) {
+    av_frame_free(&frame);
+}
+inline void freePacket(AVPacket* packet) {
+    av_packet_free(&packet);
+}
+inline void unrefBuffer(AVBufferRef* buffer) {
+    av_buffer_unref(&buffer);
+}
+} // namespace AvReleaseFunctions
+
+using AvFormatContextHandle = AvHandle<AVFormatContext, AvReleaseFunctions::closeInput>;
+using AvCodecContextHandle = AvHandle<AVCodecContext, AvReleaseFunctions::freeCodecContext>;
+using AvFrameHandle = AvHandle<AVFrame, AvReleaseFunctions::freeFrame>;
+using AvPacketHandle = AvHandle<AVPacket, AvReleaseFunctions::freePacket>;
+using AvBufferHandle = AvHandle<AVBufferRef, AvReleaseFunctions::unrefBuffer>;
+using SwsContextHandle = AvHandle<SwsContext, sws_freeContext>;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "media/AvHandle.h"
+#include "media/VideoFrame.h"
+#include "media/VideoFramePool.h"
+
+#include <cstdint>
+#include <vector>
+
+// Turns decoded frames (any pixel format libswscale reads, after a hardware frame has been copied to
+// memory) into upright pictures: converted with the frame's own colour matrix and range, then turned
+// by the display matrix's rotation. One converter per decoding thread; it keeps its scaler between
+// frames of the same format.
+class VideoFrameConverter {
+public:
+    // `rotation` is the clockwise turn: 0, 90, 180 or 270. A null frame when the pixel format cannot
+    // be converted.
+    VideoFrame convert(const AVFrame& frame, int rotation, AVRational sampleAspectRatio,
+                       VideoFrame::Timing timing);
+
+private:
+    bool prepare(const AVFrame& frame);
+
+    SwsContextHandle scaler_;
+    std::vector<std::uint8_t> unrotated_;
+    // A few pictures' worth: what the cache lets go while playing comes back here.
+    std::shared_ptr<VideoFramePool> pool_ = VideoFramePool::create(4);
+};
