@@ -1,12 +1,14 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/buffer.h>
 #include <libavutil/frame.h>
+#include <libavutil/log.h>
 #include <libswscale/swscale.h>
 }
 
@@ -41,3 +43,10 @@ using AvFrameHandle = AvHandle<AVFrame, AvReleaseFunctions::freeFrame>;
 using AvPacketHandle = AvHandle<AVPacket, AvReleaseFunctions::freePacket>;
 using AvBufferHandle = AvHandle<AVBufferRef, AvReleaseFunctions::unrefBuffer>;
 using SwsContextHandle = AvHandle<SwsContext, sws_freeContext>;
+
+// Damaged files make FFmpeg talk on stderr, where the verbs print their own lines and the reasons
+// Wakeline gives say what the user needs: it is quieted once for the whole process.
+inline void silenceFfmpegLogging() {
+    static std::once_flag quiet;
+    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
+}

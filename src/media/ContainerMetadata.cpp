@@ -1,5 +1,6 @@
 #include "media/ContainerMetadata.h"
 
+#include "media/AvHandle.h"
 #include "media/ByteSource.h"
 #include "media/Iso8601.h"
 #include "media/IsoBoxReader.h"
@@ -14,23 +15,17 @@ extern "C" {
 
 namespace {
 
-struct FormatContextCloser {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-using FormatContext = std::unique_ptr<AVFormatContext, FormatContextCloser>;
-
 // Containers the box reader does not know. libavformat finds their duration and the creation time
 // that their writers store as a tag.
 ContainerMetadata readWithLibavformat(const std::string& path) {
     // The probe-media verb prints the detection lines on stderr; FFmpeg's own chatter would bury them.
-    static std::once_flag quiet;
-    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
+    silenceFfmpegLogging();
 
     ContainerMetadata metadata;
     AVFormatContext* raw = nullptr;
     if (avformat_open_input(&raw, path.c_str(), nullptr, nullptr) < 0)
         return metadata;
-    FormatContext context(raw);
+    AvFormatContextHandle context(raw);
     // Matroska and AVI carry the duration in their headers; transport streams need a look at packets.
     if (context->duration == AV_NOPTS_VALUE || context->duration <= 0)
         avformat_find_stream_info(context.get(), nullptr);

@@ -37,12 +37,6 @@ constexpr int framesSkippableBeforeTarget = 2;
 // Decoding errors in a row after which the rest of the stream counts as unreadable.
 constexpr int errorsInARow = 64;
 
-void silenceFfmpeg() {
-    // Damaged files make the decoders talk on stderr; the reason text says what the user needs.
-    static std::once_flag quiet;
-    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
-}
-
 // The clockwise turn the display matrix asks for, to the nearest quarter. Mirroring is left out, as
 // the ffmpeg program leaves it out.
 int rotationOf(const AVStream& stream) {
@@ -481,7 +475,7 @@ std::unique_ptr<VideoDecoder> VideoDecoder::open(const QString& path, QString* f
 
 std::unique_ptr<VideoDecoder> VideoDecoder::open(const QString& path, const Options& options,
                                                  QString* failure) {
-    silenceFfmpeg();
+    silenceFfmpegLogging();
     auto fail = [failure](const QString& reason) {
         if (failure)
             *failure = reason;
