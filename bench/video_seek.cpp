@@ -10,6 +10,7 @@
 //
 //   video_seek [--data-dir DIR]
 
+#include "BenchVideo.h"
 #include "media/AvHandle.h"
 #include "media/VideoDecoder.h"
 #include "media/VideoDecoderThread.h"
@@ -34,8 +35,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int clipSeconds = 40;
-constexpr int frameRate = 25;
+using BenchVideo::clipSeconds;
+using BenchVideo::frameRate;
 
 double milliseconds(Clock::time_point from, Clock::time_point to) {
     return std::chrono::duration<double, std::milli>(to - from).count();
@@ -44,42 +45,6 @@ double milliseconds(Clock::time_point from, Clock::time_point to) {
 double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
-}
-
-bool makeClip(const QString& path) {
-    QDir().mkpath(QFileInfo(path).path());
-    std::printf("Making %s (1080p25 H.264, 1 s GOP, B-frames, %d s) once...\n", qPrintable(path),
-                clipSeconds);
-    std::fflush(stdout);
-    // Moving test patterns with grain: the bit rate of a camera, not of a still slide.
-    QProcess ffmpeg;
-    ffmpeg.start(
-        "ffmpeg",
-        {"-v",
-         "error",
-         "-y",
-         "-f",
-         "lavfi",
-         "-i",
-         QString("testsrc2=s=1920x1080:r=%1:d=%2,noise=alls=10:allf=t").arg(frameRate).arg(clipSeconds),
-         "-c:v",
-         "libx264",
-         "-preset",
-         "faster",
-         "-b:v",
-         "20M",
-         "-bf",
-         "3",
-         "-x264-params",
-         "keyint=25:min-keyint=25:scenecut=0",
-         "-pix_fmt",
-         "yuv420p",
-         path + ".part.mp4"});
-    if (!ffmpeg.waitForFinished(-1) || ffmpeg.exitCode() != 0) {
-        std::fprintf(stderr, "ffmpeg failed: %s\n", ffmpeg.readAllStandardError().constData());
-        return false;
-    }
-    return QFile::rename(path + ".part.mp4", path);
 }
 
 // Every frame's presentation time in display order, and the keyframe each one decodes from.
@@ -204,8 +169,8 @@ int main(int argc, char** argv) {
     const QStringList arguments = QCoreApplication::arguments();
     if (const qsizetype at = arguments.indexOf("--data-dir"); at > 0 && at + 1 < arguments.size())
         dataDir = arguments[at + 1];
-    const QString clip = QDir(dataDir).filePath("video/seek-1080p25-gop25-bframes.mp4");
-    if (!QFileInfo::exists(clip) && !makeClip(clip))
+    const QString clip = BenchVideo::clip(dataDir);
+    if (clip.isEmpty())
         return 1;
 
     const int threads = std::max(1, QThread::idealThreadCount());

@@ -4,6 +4,7 @@
 #include "app/DocumentController.h"
 #include "app/WindowController.h"
 #include "document/Document.h"
+#include "presentation/MediaCommands.h"
 #include "presentation/PresentationWindowController.h"
 
 #include <QAction>
@@ -129,7 +130,23 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
             identifier == QLatin1String("SeekForward10") || identifier == QLatin1String("SeekNextAsset"))
             playback->addSeparator();
     }
+    playback->addSeparator();
+    for (const QString& identifier : MediaCommands::playbackIdentifiers())
+        playback->addAction(window.mediaCommands()->action(identifier));
     QObject::connect(playback, &QMenu::aboutToShow, &window, [target] {
+        if (target)
+            target->validatePlaybackActions();
+    });
+
+    QMenu* media = bar->addMenu(QObject::tr("&Media"));
+    for (const QString& identifier : MediaCommands::mediaIdentifiers()) {
+        media->addAction(window.mediaCommands()->action(identifier));
+        if (identifier == QLatin1String("AdjustAssetTime") ||
+            identifier == QLatin1String("ShiftAssetLater01") || identifier == QLatin1String("MuteAudio") ||
+            identifier == QLatin1String("CaptureScreen"))
+            media->addSeparator();
+    }
+    QObject::connect(media, &QMenu::aboutToShow, &window, [target] {
         if (target)
             target->validatePlaybackActions();
     });

@@ -7,8 +7,10 @@
 #include "document/DocumentOpener.h"
 #include "document/DocumentPackageReader.h"
 #include "presentation/PresentationWindowController.h"
+#include "presentation/VideoPlaybackViewController.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QImage>
 #include <QPainter>
@@ -24,6 +26,8 @@ int usage(const char* problem) {
                          "  LAYOUT: video, metrics, videoTimeline, videoMapTimeline, mapTimeline\n");
     return 2;
 }
+
+constexpr qint64 frameWaitMilliseconds = 30000;
 
 // Lets queued announcements (races, display boat, photos decoded on the pool) arrive.
 void settle(int milliseconds) {
@@ -104,12 +108,25 @@ int RenderCommand::run(const QStringList& arguments) {
     window.setCurrentDocument(&document);
     window.setLayout(*layout);
     window.applyLayout();
+    if (auto* video = window.videoViewController()) {
+        video->setShowsControls(false);
+        video->setUsesProxies(false);
+    }
     window.resize(size);
     window.show();
     settle(50);
     if (auto position = at ? at : document.eventStartTime())
         document.setPlaybackPosition(*position, true);
     settle(300);
+    // The exact frame of a video can take a while to decode (a long way from a keyframe, 4K).
+    if (auto* video = window.videoViewController()) {
+        QElapsedTimer waited;
+        waited.start();
+        while (!video->isSettled() && waited.elapsed() < frameWaitMilliseconds)
+            settle(20);
+        if (!video->isSettled())
+            std::fprintf(stderr, "wakeline render: the video frame was not ready in time\n");
+    }
 
     QImage image(size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::black);

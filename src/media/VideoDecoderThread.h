@@ -33,6 +33,8 @@ public:
     // The frame at `seconds` when it is ready now; null otherwise. Asks for nothing.
     VideoFrame readyFrameAt(double seconds) const;
     void setPlaying(bool playing);
+    // The newest frame handed out answers the newest request.
+    bool isCurrent() const { return generation_ != 0 && shownGeneration_ == generation_; }
 
     // Set once `opened` has come.
     const std::optional<VideoStreamInfo>& info() const { return info_; }

@@ -5,6 +5,7 @@
 #include "media/MediaAsset.h"
 #include "media/MediaGroup.h"
 #include "presentation/DocumentObservingViewController.h"
+#include "presentation/MediaCommands.h"
 #include "presentation/MetricsTableViewController.h"
 #include "presentation/VideoPlaybackViewController.h"
 #include "presentation/ViewFactory.h"
@@ -119,6 +120,7 @@ PresentationWindowController::PresentationWindowController(QWidget* parent) : QM
     centralWidget()->setLayout(new QVBoxLayout);
     centralWidget()->layout()->setContentsMargins(0, 0, 0, 0);
     createPlaybackActions();
+    mediaCommands_ = new MediaCommands(this);
 }
 
 PresentationWindowController::~PresentationWindowController() = default;
@@ -249,6 +251,8 @@ void PresentationWindowController::applyLayout() {
     if (auto* video = videoViewController()) {
         video->setDisplayedMetrics(displayedMetrics_, displayedMetricsBeforeGun_);
         video->setMuteAudio(muteAudio_);
+        connect(video, &VideoPlaybackViewController::currentAssetChanged, this,
+                [this] { validatePlaybackActions(); });
         if (currentDocument_)
             video->setMediaGroup(currentDocument_->mediaGroupNamed(initialMediaGroupName_));
     }
@@ -438,4 +442,6 @@ bool PresentationWindowController::validateMenuItem(const QAction* item) const {
 void PresentationWindowController::validatePlaybackActions() {
     for (auto* action : playbackActions_)
         action->setEnabled(validateMenuItem(action));
+    if (mediaCommands_)
+        mediaCommands_->validate();
 }

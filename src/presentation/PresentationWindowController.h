@@ -10,6 +10,7 @@
 
 class Document;
 class DocumentObservingViewController;
+class MediaCommands;
 class QAction;
 class QSplitter;
 class VideoPlaybackViewController;
@@ -58,6 +59,8 @@ public:
     // "SeekPreviousAsset", "SeekNextAsset", "FocusRace".
     static QStringList playbackCommandIdentifiers();
     QAction* playbackAction(const QString& identifier) const;
+    // Frame stepping and asset shifting.
+    MediaCommands* mediaCommands() const { return mediaCommands_; }
     void seekMenuAction(QObject* sender);
     void focusRaceMenuAction(QObject* sender);
     bool validateMenuItem(const QAction* item) const;
@@ -92,5 +95,6 @@ protected:
     PresentationLayout layout_ = PresentationLayout::videoMapTimeline;
     bool muteAudio_ = false;
     std::vector<QAction*> playbackActions_;
+    MediaCommands* mediaCommands_ = nullptr;
     QList<QMetaObject::Connection> documentConnections_;
 };

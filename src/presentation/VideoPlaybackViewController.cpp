@@ -1,29 +1,49 @@
 #include "presentation/VideoPlaybackViewController.h"
 
 #include "core/Diagnostics.h"
+#include "core/UserDefaults.h"
 #include "document/Document.h"
+#include "document/ShiftAssets.h"
 #include "media/MediaAsset.h"
 #include "media/MediaGroup.h"
+#include "media/VideoDecoderThread.h"
+#include "media/VideoProxyPolicy.h"
+#include "media/VideoProxyStore.h"
 #include "media/VisibleAssets.h"
+#include "presentation/AssetShiftViewController.h"
+#include "presentation/EditPerformer.h"
+#include "presentation/MediaExporter.h"
+#include "presentation/ScreenCapture.h"
+#include "presentation/VideoFrameView.h"
+#include "presentation/VideoProxyMaker.h"
+#include "presentation/VideoSound.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QEvent>
 #include <QFileInfo>
 #include <QGridLayout>
+#include <QHBoxLayout>
 #include <QImageReader>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPixmap>
 #include <QPointer>
+#include <QResizeEvent>
+#include <QThread>
 #include <QThreadPool>
+#include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 const QString VideoPlaybackViewController::noAssetsText =
     QStringLiteral("No video or photo content available.\nAdd assets in the assets panel.");
 const QString VideoPlaybackViewController::nothingVisibleText =
     QStringLiteral("No video or photo content at the current playback position.\nSelect another playback "
                    "position in the timeline, or change this window's media group.");
+const QString VideoPlaybackViewController::cannotPlayPrefix = QStringLiteral("This video cannot be played: ");
 
 namespace {
 
@@ -38,16 +58,12 @@ QLabel* makeCentredLabel(QWidget* parent, const char* name) {
     return label;
 }
 
-// "1:02:03.4" or "02:03.4": where in the recording the playback position lies.
-QString offsetText(double seconds) {
-    seconds = std::max(0.0, seconds);
-    long tenths = std::lround(seconds * 10.0);
-    long hours = tenths / 36000;
-    long minutes = tenths / 600 % 60;
-    double secs = static_cast<double>(tenths % 600) / 10.0;
-    if (hours > 0)
-        return QString::asprintf("%ld:%02ld:%04.1f", hours, minutes, secs);
-    return QString::asprintf("%02ld:%04.1f", minutes, secs);
+// The step used when no video is displayed: one tick of the playback clock.
+constexpr double defaultFrameStep = 0.04;
+
+// Lands inside a frame's display interval, clear of rounding at its edges.
+double insideFrame(double duration) {
+    return std::min(0.001, duration / 4.0);
 }
 
 } // namespace
@@ -55,8 +71,11 @@ QString offsetText(double seconds) {
 VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
     : DocumentObservingViewController(parent), backgroundView_(new QWidget(this)),
       imageView_(makeCentredLabel(backgroundView_, "imageView")),
-      videoPlaceholderLabel_(makeCentredLabel(backgroundView_, "videoPlaceholderLabel")),
+      videoPlayer_(new VideoFrameView(backgroundView_)),
       noContentInfoLabel_(makeCentredLabel(backgroundView_, "noContentInfoLabel")),
+      buttonBar_(new QWidget(this)), shiftButton_(new QToolButton(buttonBar_)),
+      saveButton_(new QToolButton(buttonBar_)), saveAllButton_(new QToolButton(buttonBar_)),
+      exporter_(new MediaExporter(this)), capture_(new ScreenCapture(this)),
       photoDecodingExecutor_(
           [](std::function<void()> work) { QThreadPool::globalInstance()->start(std::move(work)); }) {
     setObjectName("VideoPlayback");
@@ -67,25 +86,73 @@ VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
     palette.setColor(QPalette::WindowText, QColor(0xd0, 0xd0, 0xd0));
     backgroundView_->setPalette(palette);
 
-    QFont font = videoPlaceholderLabel_->font();
-    font.setPointSizeF(font.pointSizeF() * 1.3);
-    videoPlaceholderLabel_->setFont(font);
+    videoPlayer_->hide();
 
     // The media views lie on top of each other; one at a time is visible.
     auto* stack = new QGridLayout(backgroundView_);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->addWidget(imageView_, 0, 0);
-    stack->addWidget(videoPlaceholderLabel_, 0, 0);
+    stack->addWidget(videoPlayer_, 0, 0);
     stack->addWidget(noContentInfoLabel_, 0, 0);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(backgroundView_);
     imageView_->installEventFilter(this);
+
+    // The view's own commands float over its top right corner.
+    buttonBar_->setObjectName("mediaButtons");
+    auto* buttons = new QHBoxLayout(buttonBar_);
+    buttons->setContentsMargins(4, 4, 4, 4);
+    buttons->setSpacing(2);
+    shiftButton_->setObjectName("shiftButton");
+    shiftButton_->setText(tr("Shift"));
+    shiftButton_->setToolTip(tr("Adjust the time of this photo or video (Ctrl+T)"));
+    shiftButton_->setCheckable(true);
+    connect(shiftButton_, &QToolButton::clicked, this, [this] { toggleAssetShift(); });
+    buttons->addWidget(shiftButton_);
+    saveButton_->setObjectName("saveButton");
+    saveButton_->setText(tr("Snapshot"));
+    saveButton_->setToolTip(tr("Save the picture on screen at its own resolution (Ctrl+E)"));
+    connect(saveButton_, &QToolButton::clicked, this, [this] { exportCurrentView(); });
+    buttons->addWidget(saveButton_);
+    saveAllButton_->setObjectName("saveAllButton");
+    saveAllButton_->setText(tr("Export Photos"));
+    saveAllButton_->setToolTip(tr("Copy every photo of this media group into the export folder"));
+    connect(saveAllButton_, &QToolButton::clicked, this, [this] { exportAllPhotos(); });
+    buttons->addWidget(saveAllButton_);
+    // Shown while the pointer is over the view, as in a video player: the picture stays clean for
+    // watching and for stills.
+    buttonBar_->hide();
+
+    alert_ = [this](const QString& message, const QString& informativeText) {
+        QMessageBox box(this);
+        box.setIcon(QMessageBox::Warning);
+        box.setText(message);
+        box.setInformativeText(informativeText);
+        box.addButton(QMessageBox::Ok);
+        box.exec();
+    };
+    auto forwardAlert = [this](const QString& message, const QString& informativeText) {
+        alert_(message, informativeText);
+    };
+    exporter_->setAlertPresenter(forwardAlert);
+    connect(&VideoProxyMaker::shared(), &VideoProxyMaker::proxyReady, this, [this](const QString& original) {
+        // Moves over to the lighter copy of the video on screen, at the same frame.
+        if (currentAsset_ && !currentAsset_->isPhoto() && currentAsset_->url().toLocalFile() == original &&
+            playbackPath_ == original) {
+            videoFrameExact_ = false;
+            openVideo(*currentAsset_);
+        }
+    });
+    capture_->setAlertPresenter(forwardAlert);
     showMessage(noAssetsText);
 }
 
-VideoPlaybackViewController::~VideoPlaybackViewController() = default;
+VideoPlaybackViewController::~VideoPlaybackViewController() {
+    if (shiftAssetPopover_)
+        shiftAssetPopover_->close();
+}
 
 std::shared_ptr<MediaGroup> VideoPlaybackViewController::mediaGroup() const {
     if (mediaGroup_)
@@ -136,6 +203,14 @@ void VideoPlaybackViewController::didUpdatePlaybackPosition(std::optional<Instan
     chooseAsset();
 }
 
+void VideoPlaybackViewController::didPause() {
+    syncVideo();
+}
+
+void VideoPlaybackViewController::didPlay() {
+    syncVideo();
+}
+
 void VideoPlaybackViewController::chooseAsset() {
     Document* d = document();
     std::shared_ptr<MediaGroup> group = mediaGroup();
@@ -150,7 +225,7 @@ void VideoPlaybackViewController::chooseAsset() {
         changeAsset(chosen);
     if (currentAsset_) {
         if (!currentAsset_->isPhoto())
-            updateVideoPlaceholder();
+            syncVideo();
         return;
     }
     bool groupHasAssets = d && group &&
@@ -166,16 +241,24 @@ void VideoPlaybackViewController::changeAsset(std::shared_ptr<MediaAsset> asset)
     displayedImage_ = QImage();
     imageView_->clear();
     imageView_->hide();
-    videoPlaceholderLabel_->hide();
+    decoder_.reset();
+    sound_.reset();
+    soundPlaying_ = false;
+    playbackPath_.clear();
+    videoFailure_.clear();
+    videoFrameExact_ = false;
+    videoPlayer_->clear();
+    videoPlayer_->hide();
     if (currentAsset_) {
         noContentInfoLabel_->hide();
-        if (currentAsset_->isPhoto()) {
+        if (currentAsset_->isPhoto())
             loadPhoto(*currentAsset_);
-        } else {
-            // Video frames are not decoded yet; until they are, the file and the offset into it
-            // say what would be shown.
-            videoPlaceholderLabel_->show();
-        }
+        else
+            openVideo(*currentAsset_);
+    }
+    if (shiftAssetPopover_) {
+        shiftAssetPopover_->setAsset(currentAsset_);
+        shiftAssetPopover_->setFrameDuration(frameDuration().value_or(defaultFrameStep));
     }
     emit currentAssetChanged();
 }
@@ -226,16 +309,6 @@ void VideoPlaybackViewController::showMessage(const QString& text) {
     noContentInfoLabel_->show();
 }
 
-void VideoPlaybackViewController::updateVideoPlaceholder() {
-    Document* d = document();
-    std::optional<Instant> position = d ? d->eventPlaybackPosition() : std::nullopt;
-    QString text = currentAsset_->url().fileName();
-    if (position)
-        text += "\n" + offsetText(*position - currentAsset_->startTime());
-    if (videoPlaceholderLabel_->text() != text)
-        videoPlaceholderLabel_->setText(text);
-}
-
 bool VideoPlaybackViewController::eventFilter(QObject* watched, QEvent* event) {
     // The image view learns its size last, after the layouts below this view have run.
     if (watched == imageView_ && event->type() == QEvent::Resize)
@@ -253,4 +326,289 @@ void VideoPlaybackViewController::updateScaledImage() {
         QPixmap::fromImage(displayedImage_.scaled(target, Qt::KeepAspectRatio, Qt::SmoothTransformation));
     pixmap.setDevicePixelRatio(imageView_->devicePixelRatioF());
     imageView_->setPixmap(pixmap);
+}
+
+void VideoPlaybackViewController::openVideo(const MediaAsset& asset) {
+    const QString original = asset.url().toLocalFile();
+    const QString proxy = usesProxies_ ? VideoProxyStore().find(original) : QString();
+    playbackPath_ = proxy.isEmpty() ? original : proxy;
+    decoder_ = std::make_unique<VideoDecoderThread>(playbackPath_);
+    connect(decoder_.get(), &VideoDecoderThread::opened, this, [this] {
+        if (shiftAssetPopover_)
+            shiftAssetPopover_->setFrameDuration(frameDuration().value_or(defaultFrameStep));
+        considerProxy();
+        syncVideo();
+    });
+    connect(decoder_.get(), &VideoDecoderThread::failed, this, &VideoPlaybackViewController::videoDidFail);
+    connect(decoder_.get(), &VideoDecoderThread::frameReady, this,
+            [this](const VideoFrame& frame) { showVideoFrame(frame, decoder_ && decoder_->isCurrent()); });
+    videoPlayer_->show();
+    syncVideo();
+}
+
+void VideoPlaybackViewController::considerProxy() {
+    if (!usesProxies_ || !currentAsset_ || !decoder_ || !decoder_->info())
+        return;
+    const QString original = currentAsset_->url().toLocalFile();
+    if (playbackPath_ != original)
+        return;
+    VideoProxyPolicy policy =
+        VideoProxyPolicy::fromDefaults(UserDefaults::standard(), QThread::idealThreadCount());
+    if (!policy.needsProxy(*decoder_->info()))
+        return;
+    VideoProxyMaker& maker = VideoProxyMaker::shared();
+    maker.request(original);
+}
+
+std::optional<double> VideoPlaybackViewController::videoSeconds() const {
+    Document* d = document();
+    if (!d || !currentAsset_ || currentAsset_->isPhoto())
+        return std::nullopt;
+    std::optional<Instant> position = d->eventPlaybackPosition();
+    if (!position)
+        return std::nullopt;
+    return *position - currentAsset_->startTime();
+}
+
+void VideoPlaybackViewController::syncVideo() {
+    if (!decoder_ || !videoFailure_.isEmpty())
+        return;
+    std::optional<double> seconds = videoSeconds();
+    if (!seconds)
+        return;
+    Document* d = document();
+    // The thread decodes ahead of the position only while the clock runs.
+    const bool playing = d && d->isPlaying();
+    decoder_->setPlaying(playing);
+    videoPlayer_->setFastScaling(playing);
+    syncSound(playing, *seconds);
+    VideoDecoderThread::Answer answer = decoder_->request(*seconds);
+    if (!answer.frame.isNull())
+        showVideoFrame(answer.frame, answer.exact);
+    else
+        videoFrameExact_ = false;
+}
+
+void VideoPlaybackViewController::syncSound(bool playing, double seconds) {
+    if (!playing) {
+        if (soundPlaying_)
+            sound_->pause();
+        soundPlaying_ = false;
+        return;
+    }
+    if (!sound_) {
+        // From the original: a proxy may have had to leave the sound out.
+        sound_ = std::make_unique<VideoSound>(currentAsset_->url().toLocalFile());
+        sound_->setMuted(muteAudio_);
+    }
+    if (soundPlaying_) {
+        sound_->sync(seconds);
+    } else {
+        sound_->play(seconds);
+        soundPlaying_ = true;
+    }
+}
+
+void VideoPlaybackViewController::setMuteAudio(bool mute) {
+    muteAudio_ = mute;
+    if (sound_)
+        sound_->setMuted(mute);
+}
+
+void VideoPlaybackViewController::showVideoFrame(const VideoFrame& frame, bool exact) {
+    videoFrameExact_ = exact;
+    videoPlayer_->setFrame(frame);
+    emit videoFrameShown(exact);
+}
+
+void VideoPlaybackViewController::videoDidFail(const QString& reason) {
+    videoFailure_ = reason;
+    Diagnostics::printLine(
+        ("Warning: could not play " + currentAsset_->url().toLocalFile() + ": " + reason).toStdString());
+    videoPlayer_->hide();
+    showMessage(cannotPlayPrefix + reason);
+    emit videoFailed(reason);
+}
+
+std::optional<double> VideoPlaybackViewController::frameDuration() const {
+    if (!decoder_ || !decoder_->info())
+        return std::nullopt;
+    const VideoFrame& shown = videoPlayer_->frame();
+    if (!shown.isNull() && shown.duration() > 0.0)
+        return shown.duration();
+    double rate = decoder_->info()->frameRate;
+    return rate > 0.0 ? 1.0 / rate : defaultFrameStep;
+}
+
+std::optional<Instant> VideoPlaybackViewController::frameStepPosition(int direction) const {
+    std::optional<double> seconds = videoSeconds();
+    if (!seconds || !decoder_ || !videoFailure_.isEmpty())
+        return std::nullopt;
+    Document* d = document();
+    const double t = *seconds;
+    const double step = frameDuration().value_or(defaultFrameStep);
+    // The frame on screen at t, when it has been decoded: its own times are exact, also for a
+    // variable frame rate.
+    VideoFrame frame = decoder_->readyFrameAt(t);
+    double target = t + direction * step;
+    if (!frame.isNull()) {
+        const double inside = insideFrame(frame.duration() > 0.0 ? frame.duration() : step);
+        target = direction > 0 ? frame.time() + frame.duration() + inside : frame.time() - inside;
+    }
+    // Past the last frame (or before the first) there is no frame to land on: move by one anyway.
+    if (direction > 0 && target <= t + 1e-6)
+        target = t + step;
+    if (direction < 0 && target >= t - 1e-6)
+        target = t - step;
+    return *d->eventPlaybackPosition() + (target - t);
+}
+
+QImage VideoPlaybackViewController::currentPicture() const {
+    if (!currentAsset_)
+        return {};
+    if (currentAsset_->isPhoto())
+        return displayedImage_;
+    if (!decoder_)
+        return {};
+    std::optional<double> seconds = videoSeconds();
+    VideoFrame frame = seconds ? decoder_->readyFrameAt(*seconds) : VideoFrame();
+    return VideoFrameView::imageOf(frame);
+}
+
+bool VideoPlaybackViewController::isSettled() const {
+    if (!currentAsset_)
+        return true;
+    if (currentAsset_->isPhoto())
+        return !displayedImage_.isNull() || noContentInfoLabel_->isVisible();
+    return !videoFailure_.isEmpty() || videoFrameExact_;
+}
+
+void VideoPlaybackViewController::toggleAssetShift() {
+    if (shiftAssetPopover_) {
+        // Closing deletes the panel later; it is gone for this view now.
+        std::exchange(shiftAssetPopover_, nullptr)->close();
+        shiftButton_->setChecked(false);
+        return;
+    }
+    shiftButton_->setChecked(false);
+    if (!currentAsset_ || !document()) {
+        alert_(tr("No asset displayed"),
+               tr("There is no asset visible in this window. Please seek to a different playpack position "
+                  "or adjust this window's media group settings."));
+        return;
+    }
+    auto* panel = new AssetShiftViewController(this);
+    panel->setDocument(document());
+    panel->setAsset(currentAsset_);
+    panel->setFrameDuration(frameDuration().value_or(defaultFrameStep));
+    shiftAssetPopover_ = panel;
+    connect(panel, &QObject::destroyed, this, [this] {
+        shiftButton_->setChecked(false);
+        if (!underMouse())
+            buttonBar_->hide();
+    });
+    shiftButton_->setChecked(true);
+    placeButtons();
+    buttonBar_->show();
+    panel->popUp(buttonBar_);
+}
+
+void VideoPlaybackViewController::shiftAsset(double seconds) {
+    Document* d = document();
+    if (!d || !currentAsset_)
+        return;
+    performEdit(*d, ShiftAssets::byUserDefaults(*d, currentAsset_, seconds));
+}
+
+void VideoPlaybackViewController::exportCurrentView() {
+    Document* d = document();
+    std::optional<Instant> position = d ? d->eventPlaybackPosition() : std::nullopt;
+    if (position && currentAsset_ && !currentAsset_->isPhoto() && videoFailure_.isEmpty() &&
+        playbackPath_ != currentAsset_->url().toLocalFile()) {
+        writeOriginalFrame(currentAsset_->url().toLocalFile(), *videoSeconds(), *position);
+        return;
+    }
+    QImage picture = position ? currentPicture() : QImage();
+    QString written = exporter_->exportView(picture, position.value_or(Instant(0)),
+                                            d ? d->eventTimezone() : TimeZone::utc());
+    if (!written.isEmpty())
+        Diagnostics::printLine(("Exported " + written).toStdString());
+}
+
+void VideoPlaybackViewController::writeOriginalFrame(const QString& original, double seconds, Instant time) {
+    // The proxy on screen is a lighter copy; the snapshot is the original's frame, decoded off the
+    // main thread.
+    QPointer<VideoPlaybackViewController> self(this);
+    photoDecodingExecutor_([self, original, seconds, time] {
+        QString failure;
+        QImage picture;
+        if (auto decoder = VideoDecoder::open(original, &failure))
+            picture = VideoFrameView::imageOf(decoder->frameAt(seconds));
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, picture, failure, time] {
+                if (!self)
+                    return;
+                Document* d = self->document();
+                if (picture.isNull()) {
+                    self->alert_(tr("Could not export the picture"),
+                                 tr("The video cannot be read: %1").arg(failure));
+                    return;
+                }
+                QString written =
+                    self->exporter_->exportView(picture, time, d ? d->eventTimezone() : TimeZone::utc());
+                if (!written.isEmpty())
+                    Diagnostics::printLine(("Exported " + written).toStdString());
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void VideoPlaybackViewController::exportAllPhotos() {
+    Document* d = document();
+    if (!d)
+        return;
+    exporter_->exportAllPhotos(d->assets(), mediaGroup(), d->eventTimezone());
+}
+
+void VideoPlaybackViewController::captureScreen() {
+    Document* d = document();
+    std::optional<Instant> position = d ? d->eventPlaybackPosition() : std::nullopt;
+    // Named after the playback position when there is one, so that a capture sorts with the
+    // snapshots of the same moment.
+    Instant time = position ? *position : Instant::fromUnix(QDateTime::currentSecsSinceEpoch());
+    capture_->capture(time, d ? d->eventTimezone() : TimeZone::utc());
+}
+
+void VideoPlaybackViewController::chooseExportFolder() {
+    exporter_->exportFolder().chooseAgain();
+}
+
+void VideoPlaybackViewController::resizeEvent(QResizeEvent* event) {
+    DocumentObservingViewController::resizeEvent(event);
+    placeButtons();
+}
+
+void VideoPlaybackViewController::enterEvent(QEnterEvent* event) {
+    DocumentObservingViewController::enterEvent(event);
+    placeButtons();
+    buttonBar_->setVisible(showsControls_);
+}
+
+void VideoPlaybackViewController::leaveEvent(QEvent* event) {
+    DocumentObservingViewController::leaveEvent(event);
+    if (!shiftAssetPopover_)
+        buttonBar_->hide();
+}
+
+void VideoPlaybackViewController::setShowsControls(bool shows) {
+    showsControls_ = shows;
+    if (!shows)
+        buttonBar_->hide();
+}
+
+void VideoPlaybackViewController::placeButtons() {
+    buttonBar_->adjustSize();
+    buttonBar_->move(width() - buttonBar_->width(), 0);
+    buttonBar_->raise();
 }

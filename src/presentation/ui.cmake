@@ -5,4 +5,6 @@ target_sources(wakeline_ui PRIVATE
   presentation/PresentationWindowController.cpp
   presentation/PresentationWindowController.h
   presentation/ViewFactory.cpp
+  presentation/MediaCommands.cpp
+  presentation/MediaCommands.h
 )

@@ -7,4 +7,21 @@ target_sources(wakeline_ui PRIVATE
   presentation/MetricsTableViewController.h
   presentation/VideoPlaybackViewController.cpp
   presentation/VideoPlaybackViewController.h
+  presentation/VideoSound.cpp
+  presentation/VideoSound.h
+  presentation/VideoFrameView.cpp
+  presentation/VideoFrameView.h
+  presentation/AssetShiftViewController.cpp
+  presentation/AssetShiftViewController.h
+  presentation/EditPerformer.cpp
+  presentation/VideoProxyMaker.cpp
+  presentation/VideoProxyMaker.h
+  presentation/ExportFolder.cpp
+  presentation/ExportFolder.h
+  presentation/MediaExporter.cpp
+  presentation/MediaExporter.h
+  presentation/RegionGrabOverlay.cpp
+  presentation/RegionGrabOverlay.h
+  presentation/ScreenCapture.cpp
+  presentation/ScreenCapture.h
 )

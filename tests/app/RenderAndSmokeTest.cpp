@@ -1,4 +1,5 @@
 #include "app/ShellFixture.h"
+#include "media/VideoFixtures.h"
 
 #include <QDir>
 #include <QFile>
@@ -42,7 +43,45 @@ int colourCount(const QImage& image) {
     return colours.size();
 }
 
+// The index a numbered test video shows in `picture` (the video scaled to fill it): blocks 0 to 11
+// hold its bits, block 14 is black and block 15 white; -1 when those two are not so.
+int shownIndex(const QImage& picture) {
+    auto white = [&](int block) {
+        const int x = (block % 4 * 2 + 1) * picture.width() / 8;
+        const int y = (block / 4 * 2 + 1) * picture.height() / 8;
+        return qGreen(picture.pixel(x, y)) > 128;
+    };
+    if (!white(15) || white(14))
+        return -1;
+    int index = 0;
+    for (int bit = 0; bit < 12; ++bit)
+        if (white(bit))
+            index |= 1 << bit;
+    return index;
+}
+
 } // namespace
+
+TEST(RenderCommand, DrawsTheVideoFrameOfTheInstant) {
+    ShellFixture fixture(VideoFixtures::videos().h264);
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("DISPLAY");
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    const QString out = fixture.dir.filePath("still.png");
+    // Frames of 1/25 s: 2.50 s into the video is frame 62, 3.02 s frame 75 (a long way from the
+    // keyframe before it).
+    for (auto [seconds, index] : {std::pair{2.50, 62}, std::pair{3.02, 75}}) {
+        const QString at = QString::number(ShellFixture::t0 + ShellFixture::videoStart + seconds, 'f', 2);
+        Outcome rendered = runProgram(
+            WAKELINE_PROGRAM,
+            {"render", fixture.package, "--at", at, "--layout", "video", "--size", "640x480", "-o", out},
+            environment);
+        ASSERT_EQ(rendered.exitCode, 0) << qPrintable(rendered.output);
+        QImage image(out);
+        ASSERT_EQ(image.size(), QSize(640, 480));
+        EXPECT_EQ(shownIndex(image), index) << seconds;
+    }
+}
 
 TEST(RenderCommand, DrawsOneFrameOfALayoutOffscreen) {
     ShellFixture fixture;

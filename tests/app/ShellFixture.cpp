@@ -7,6 +7,7 @@
 #include "document/DocumentPackageWriter.h"
 #include "media/MediaGroup.h"
 #include "media/PhotoAsset.h"
+#include "media/VideoAsset.h"
 #include "race/Race.h"
 #include "support/LogFixture.h"
 
@@ -17,7 +18,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
-ShellFixture::ShellFixture() {
+ShellFixture::ShellFixture(const QString& video) {
     DiagnosticsCapture quiet;
     LogFixture log;
     log.columns = {"Lat", "Lon", "Heading", "BoatSpeed", "TWD", "TWS", "TWA"};
@@ -48,6 +49,10 @@ ShellFixture::ShellFixture() {
     document.addAsset(std::make_shared<PhotoAsset>(QUrl::fromLocalFile(dir.filePath("photo.jpg")),
                                                    Instant::fromUnix(t0 + 200), 0, TimeZone::utc(), nullptr),
                       onboard);
+    if (!video.isEmpty())
+        document.addAsset(std::make_shared<VideoAsset>(QUrl::fromLocalFile(video), at(videoStart), 4.0, 0.0,
+                                                       TimeZone::utc(), onboard),
+                          onboard);
     EXPECT_FALSE(DocumentPackageWriter::write(document, package));
 }
 

@@ -19,7 +19,9 @@ struct ShellFixture {
     QTemporaryDir dir;
     QString package = dir.filePath("Harbour Race.wakeline");
 
-    ShellFixture();
+    // With `video`, the package also holds that video from `videoStart` on, 4 s long.
+    explicit ShellFixture(const QString& video = {});
+    static constexpr double videoStart = 300.0;
     static Instant at(double secondsAfterStart) { return Instant::fromUnix(t0 + secondsAfterStart); }
     // The boat log written for the package, for a package whose log has gone missing.
     QString logPath() const;

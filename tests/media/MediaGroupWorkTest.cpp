@@ -1,6 +1,6 @@
 #include "core/UserDefaults.h"
 #include "document/Document.h"
-#include "media/AssetShift.h"
+#include "document/ShiftAssets.h"
 #include "media/FileNameTimestamp.h"
 #include "media/MediaFileAdder.h"
 #include "media/MediaFixtures.h"
@@ -115,7 +115,7 @@ TEST(MediaFileAdder, AddsWhatItCanAndNamesTheRest) {
               "that they are in a supported format.");
 }
 
-TEST(AssetShift, ModifyOffsetFollowsBothSettings) {
+TEST(ShiftAssets, FollowsBothSettingsAndUndoes) {
     Document document;
     auto onboard = std::make_shared<MediaGroup>("Onboard");
     auto drone = std::make_shared<MediaGroup>("Drone");
@@ -124,39 +124,51 @@ TEST(AssetShift, ModifyOffsetFollowsBothSettings) {
     auto other = video(drone, t0, 60);
     for (const auto& asset : {first, second, other})
         document.addAsset(asset, asset->mediaGroup());
+    document.setEdited(false);
     UserDefaults& defaults = UserDefaults::standard();
     int updates = 0;
     QObject::connect(&document, &Document::documentAssetsUpdated, [&] { ++updates; });
+    auto shift = [&](double seconds) {
+        auto edit = ShiftAssets::byUserDefaults(document, first, seconds);
+        if (edit)
+            edit->apply(document);
+        return edit;
+    };
 
     // Only the asset, and the video moves against the data: the position stays.
-    defaults.setValue(AssetShift::moveVideoKey, true);
-    EXPECT_EQ(AssetShift::offsetString(first.get()), "0.000");
-    AssetShift::modifyOffset(&document, first, 100);
-    EXPECT_EQ(AssetShift::offsetString(first.get()), "0.100");
-    AssetShift::modifyOffset(&document, first, 100);
-    AssetShift::modifyOffset(&document, first, -1000);
-    EXPECT_EQ(AssetShift::offsetString(first.get()), "-0.800");
+    defaults.setValue(ShiftAssets::moveVideoKey, true);
+    EXPECT_EQ(ShiftAssets::offsetString(first.get()), "0.000");
+    shift(0.1);
+    EXPECT_EQ(ShiftAssets::offsetString(first.get()), "0.100");
+    EXPECT_TRUE(document.isEdited());
+    shift(0.1);
+    auto back = shift(-1.0);
+    EXPECT_EQ(ShiftAssets::offsetString(first.get()), "-0.800");
     EXPECT_EQ(second->offset(), 0.0);
     EXPECT_FALSE(document.eventPlaybackPosition());
     EXPECT_EQ(updates, 3);
+    back->revert(document);
+    EXPECT_EQ(ShiftAssets::offsetString(first.get()), "0.200");
 
-    // The whole group, and the position moves along so the frame on screen stays.
-    defaults.setValue(AssetShift::applyToAllAssetsInGroupKey, true);
-    defaults.setValue(AssetShift::moveVideoKey, false);
-    EXPECT_DEATH(AssetShift::modifyOffset(&document, first, 100), "playback position");
+    // The whole group, and the position moves along so the frame on screen stays; without a
+    // position there is nothing to move along, so no shift.
+    defaults.setValue(ShiftAssets::applyToAllAssetsInGroupKey, true);
+    defaults.setValue(ShiftAssets::moveVideoKey, false);
+    EXPECT_FALSE(shift(0.1));
     document.setPlaybackPosition(Instant::fromUnix(t0 + 30), false);
-    AssetShift::modifyOffset(&document, first, 1000);
-    EXPECT_DOUBLE_EQ(first->offset(), 0.2);
+    auto groupShift = shift(1.0);
+    EXPECT_DOUBLE_EQ(first->offset(), 1.2);
     EXPECT_EQ(second->offset(), 1.0);
     EXPECT_EQ(other->offset(), 0.0);
     EXPECT_EQ(document.eventPlaybackPosition(), Instant::fromUnix(t0 + 31));
     EXPECT_FALSE(document.isPlaying());
-    EXPECT_EQ(updates, 4);
-    defaults.remove(AssetShift::applyToAllAssetsInGroupKey);
-    defaults.remove(AssetShift::moveVideoKey);
+    groupShift->revert(document);
+    EXPECT_DOUBLE_EQ(first->offset(), 0.2);
+    EXPECT_EQ(second->offset(), 0.0);
+    EXPECT_EQ(document.eventPlaybackPosition(), Instant::fromUnix(t0 + 30));
+    defaults.remove(ShiftAssets::applyToAllAssetsInGroupKey);
+    defaults.remove(ShiftAssets::moveVideoKey);
 
-    AssetShift::modifyOffset(nullptr, first, 100);
-    AssetShift::modifyOffset(&document, nullptr, 100);
-    EXPECT_EQ(AssetShift::offsetString(nullptr), "");
-    EXPECT_EQ(updates, 4);
+    EXPECT_FALSE(ShiftAssets::byUserDefaults(document, nullptr, 0.1));
+    EXPECT_EQ(ShiftAssets::offsetString(nullptr), "");
 }

@@ -204,18 +204,3 @@ TEST_F(VideoPlayback, AnUnreadablePhotoShowsAMessage) {
     EXPECT_TRUE(view.noContentInfoLabel()->isVisible());
     EXPECT_TRUE(view.noContentInfoLabel()->text().contains("broken.jpg"));
 }
-
-TEST_F(VideoPlayback, AVideoShowsItsNameAndTheOffsetIntoIt) {
-    auto video = std::make_shared<VideoAsset>(QUrl::fromLocalFile(dir.filePath("GX010042.MP4")), t0 + 100,
-                                              120.0, 0.0, TimeZone::utc(), deck);
-    document.addAsset(video, deck);
-    seek(130.5);
-    EXPECT_EQ(view.currentAsset(), video);
-    EXPECT_TRUE(view.videoPlaceholderLabel()->isVisible());
-    EXPECT_EQ(view.videoPlaceholderLabel()->text(), "GX010042.MP4\n00:30.5");
-    seek(220); // the end is still the video
-    EXPECT_EQ(view.videoPlaceholderLabel()->text(), "GX010042.MP4\n02:00.0");
-    seek(221);
-    EXPECT_FALSE(view.videoPlaceholderLabel()->isVisible());
-    EXPECT_TRUE(showsMessage(VideoPlaybackViewController::nothingVisibleText));
-}

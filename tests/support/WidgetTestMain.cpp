@@ -15,6 +15,8 @@ int main(int argc, char** argv) {
     // Crash reports and recovery copies of the documents the tests open stay out of the user's
     // own state folder.
     qputenv("XDG_STATE_HOME", settingsDir.filePath("state").toLocal8Bit());
+    // Proxies made by tests stay out of the user's cache.
+    qputenv("XDG_CACHE_HOME", settingsDir.filePath("cache").toLocal8Bit());
     ::testing::InitGoogleTest(&argc, argv);
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
     return RUN_ALL_TESTS();

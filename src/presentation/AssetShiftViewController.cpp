@@ -1,0 +1,178 @@
+#include "presentation/AssetShiftViewController.h"
+
+#include "core/DateFormat.h"
+#include "core/UserDefaults.h"
+#include "document/Document.h"
+#include "document/ShiftAssets.h"
+#include "media/MediaAsset.h"
+#include "media/MediaGroup.h"
+#include "presentation/EditPerformer.h"
+
+#include <QCheckBox>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <cmath>
+
+namespace {
+
+struct Step {
+    const char* title;
+    int milliseconds; // 0 for a frame
+    int sign;
+};
+
+constexpr Step steps[] = {
+    {"−10 s", 10000, -1}, {"−1 s", 1000, -1}, {"−0.1 s", 100, -1}, {"−1 frame", 0, -1},
+    {"+1 frame", 0, 1},   {"+0.1 s", 100, 1}, {"+1 s", 1000, 1},   {"+10 s", 10000, 1},
+};
+
+QLabel* valueLabel(const char* name) {
+    auto* label = new QLabel;
+    label->setObjectName(name);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    QFont font = label->font();
+    font.setFamily(QStringLiteral("monospace"));
+    font.setStyleHint(QFont::Monospace);
+    label->setFont(font);
+    return label;
+}
+
+} // namespace
+
+AssetShiftViewController::AssetShiftViewController(QWidget* parent)
+    : QFrame(parent, Qt::Popup), positionLabel_(valueLabel("eventPlaybackPosition")),
+      offsetLabel_(valueLabel("assetOffset")), groupLabel_(valueLabel("assetMediaGroupName")),
+      applyToGroup_(new QCheckBox(tr("Apply to all assets of the media group"))),
+      moveVideo_(new QCheckBox(tr("Move the picture, keep the playback position"))) {
+    setObjectName("AssetShift");
+    setFrameShape(QFrame::StyledPanel);
+    setAttribute(Qt::WA_DeleteOnClose);
+
+    auto* labels = new QFormLayout;
+    labels->addRow(tr("Playback position:"), positionLabel_);
+    labels->addRow(tr("Asset offset (s):"), offsetLabel_);
+    labels->addRow(tr("Media group:"), groupLabel_);
+
+    auto* row = new QHBoxLayout;
+    row->setSpacing(4);
+    for (const Step& step : steps) {
+        auto* button = new QPushButton(tr(step.title));
+        button->setAutoDefault(false);
+        button->setFocusPolicy(Qt::TabFocus);
+        button->setProperty("tag", step.sign * step.milliseconds);
+        button->setProperty("seconds", step.sign * step.milliseconds / 1000.0);
+        button->setProperty("frames", step.milliseconds == 0 ? step.sign : 0);
+        // Holding a button down keeps shifting, as holding a key does.
+        button->setAutoRepeat(true);
+        button->setAutoRepeatDelay(400);
+        button->setAutoRepeatInterval(80);
+        connect(button, &QPushButton::clicked, this, [this, button] { modifyOffset(button); });
+        row->addWidget(button);
+        buttons_.push_back(button);
+    }
+    updateFrameButtons();
+
+    UserDefaults& defaults = UserDefaults::standard();
+    applyToGroup_->setObjectName("applyToAllAssetsInGroup");
+    moveVideo_->setObjectName("moveVideo");
+    applyToGroup_->setChecked(defaults.boolValue(ShiftAssets::applyToAllAssetsInGroupKey));
+    moveVideo_->setChecked(defaults.boolValue(ShiftAssets::moveVideoKey));
+    connect(applyToGroup_, &QCheckBox::toggled, this,
+            [](bool on) { UserDefaults::standard().setValue(ShiftAssets::applyToAllAssetsInGroupKey, on); });
+    connect(moveVideo_, &QCheckBox::toggled, this,
+            [](bool on) { UserDefaults::standard().setValue(ShiftAssets::moveVideoKey, on); });
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(labels);
+    layout->addLayout(row);
+    layout->addWidget(applyToGroup_);
+    layout->addWidget(moveVideo_);
+    updateLabels();
+}
+
+void AssetShiftViewController::setDocument(Document* document) {
+    disconnect(positionConnection_);
+    disconnect(assetsConnection_);
+    document_ = document;
+    if (document) {
+        positionConnection_ =
+            connect(document, &Document::playbackPositionUpdated, this, [this] { updateLabels(); });
+        assetsConnection_ =
+            connect(document, &Document::documentAssetsUpdated, this, [this] { updateLabels(); });
+    }
+    updateLabels();
+}
+
+void AssetShiftViewController::setAsset(std::shared_ptr<MediaAsset> asset) {
+    asset_ = std::move(asset);
+    updateLabels();
+}
+
+void AssetShiftViewController::setFrameDuration(double seconds) {
+    frameDuration_ = seconds > 0.0 && std::isfinite(seconds) ? seconds : 0.04;
+    updateFrameButtons();
+}
+
+void AssetShiftViewController::updateFrameButtons() {
+    for (auto* button : buttons_) {
+        int frames = button->property("frames").toInt();
+        if (frames == 0)
+            continue;
+        button->setProperty("seconds", frames * frameDuration_);
+        button->setProperty("tag", static_cast<int>(std::lround(frames * frameDuration_ * 1000.0)));
+        button->setToolTip(tr("%1 ms").arg(frames * frameDuration_ * 1000.0, 0, 'f', 1));
+    }
+}
+
+QString AssetShiftViewController::eventPlaybackPositionString() const {
+    if (!document_ || !document_->eventPlaybackPosition())
+        return {};
+    DateFormat format("HH:mm:ss.S", document_->eventTimezone());
+    return QString::fromStdString(format.format(*document_->eventPlaybackPosition()));
+}
+
+QString AssetShiftViewController::assetOffsetString() const {
+    return QString::fromStdString(ShiftAssets::offsetString(asset_.get()));
+}
+
+QString AssetShiftViewController::assetMediaGroupName() const {
+    if (!asset_ || !asset_->mediaGroup())
+        return {};
+    return asset_->mediaGroup()->name;
+}
+
+void AssetShiftViewController::modifyOffset(QObject* sender) {
+    if (!sender)
+        return;
+    bool exact = false;
+    double seconds = sender->property("seconds").toDouble(&exact);
+    if (!exact)
+        seconds = sender->property("tag").toInt() / 1000.0;
+    shift(seconds);
+}
+
+void AssetShiftViewController::shift(double seconds) {
+    if (!document_ || !asset_)
+        return;
+    performEdit(*document_, ShiftAssets::byUserDefaults(*document_, asset_, seconds));
+    updateLabels();
+}
+
+void AssetShiftViewController::updateLabels() {
+    positionLabel_->setText(eventPlaybackPositionString());
+    offsetLabel_->setText(assetOffsetString());
+    groupLabel_->setText(assetMediaGroupName());
+    for (auto* button : buttons_)
+        button->setEnabled(document_ && asset_);
+}
+
+void AssetShiftViewController::popUp(QWidget* anchor) {
+    adjustSize();
+    QPoint corner = anchor->mapToGlobal(QPoint(anchor->width(), 0));
+    move(corner.x() - width(), corner.y());
+    show();
+}
