@@ -4,6 +4,7 @@
 #include "app/DocumentController.h"
 #include "app/MainMenu.h"
 #include "app/WindowController.h"
+#include "config/PreferencesViewController.h"
 #include "core/Instant.h"
 #include "core/UserDefaults.h"
 #include "document/Document.h"
@@ -54,6 +55,14 @@ QVariantMap AppDelegate::registeredDefaults() {
         {QStringLiteral("writeTimestampMode"), 0},
         {QStringLiteral("writeTimestampFrequency"), QStringLiteral("1.0")},
     };
+}
+
+void AppDelegate::openPreferencesWindow() {
+    if (!preferencesWindowController_)
+        preferencesWindowController_ = std::make_unique<PreferencesViewController>();
+    preferencesWindowController_->show();
+    preferencesWindowController_->raise();
+    preferencesWindowController_->activateWindow();
 }
 
 void AppDelegate::registerDefaults() {

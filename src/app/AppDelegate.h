@@ -6,6 +6,8 @@
 #include <QPointer>
 #include <QString>
 #include <QVariantMap>
+#include <QWidget>
+#include <memory>
 #include <vector>
 
 class Document;
@@ -43,6 +45,8 @@ public:
         return presentationWindowControllers_;
     }
     PresentationWindowController* newPresentationWindow();
+    // The Preferences window: made at the first call, then shown again.
+    void openPreferencesWindow();
 
     Document* activeDocument() const { return activeDocument_; }
     void setActiveDocument(Document* document);
@@ -62,6 +66,7 @@ private:
     void followActiveDocument();
 
     std::vector<QPointer<PresentationWindowController>> presentationWindowControllers_;
+    std::unique_ptr<QWidget> preferencesWindowController_;
     QPointer<Document> activeDocument_;
     DocumentController* documentController_;
     bool terminated_ = false;

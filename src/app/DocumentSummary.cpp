@@ -39,24 +39,8 @@ const char* legTypeName(SailingLegType type) {
 
 ordered_json boatsJson(const Document& document) {
     ordered_json boats = ordered_json::array();
-    for (const auto& boat : document.boats()) {
-        ordered_json entry = boat->encode();
-        entry["logAssets"] = ordered_json::array();
-        for (const auto& log : document.logAssets(boat)) {
-            entry["logAssets"].push_back({{"uuid", DocumentReference::encodeUuid(log->uuid())},
-                                          {"offset", log->offset()},
-                                          {"fileTimeZone", log->fileTimeZone().identifier()},
-                                          {"records", log->boatLog()->recordCount()},
-                                          {"start", unixOrNull(log->fileStartTime())},
-                                          {"end", unixOrNull(log->fileEndTime())}});
-        }
-        // Kept in the package and written back on save, but not shown.
-        entry["unloadedLogAssets"] = ordered_json::array();
-        for (const auto& log : document.packageRemainder().unloadedLogsOf(boat.get()))
-            entry["unloadedLogAssets"].push_back({{"uuid", DocumentReference::encodeUuid(log.reference.uuid)},
-                                                  {"reason", log.reason.toStdString()}});
-        boats.push_back(std::move(entry));
-    }
+    for (const auto& boat : document.boats())
+        boats.push_back(DocumentSummary::boatJson(document, boat));
     return boats;
 }
 
@@ -102,20 +86,42 @@ ordered_json documentJson(const Document& document) {
         json["mediaGroups"].push_back(group->name.toStdString());
     json["assets"] = ordered_json::array();
     for (const auto& asset : document.assets()) {
-        json["assets"].push_back(
-            {{"url", asset->url().toString(QUrl::FullyEncoded).toStdString()},
-             {"kind", asset->isPhoto() ? "PhotoAsset" : "VideoAsset"},
-             {"mediaGroup",
-              asset->mediaGroup() ? ordered_json(asset->mediaGroup()->name.toStdString()) : nullptr},
-             {"startTime", asset->startTime().unixSeconds()},
-             {"endTime", asset->endTime().unixSeconds()},
-             {"offset", asset->offset()},
-             {"fileTimeZone", asset->fileTimeZone().identifier()}});
+        json["assets"].push_back(DocumentSummary::assetJson(*asset));
     }
     return json;
 }
 
 } // namespace
+
+ordered_json DocumentSummary::boatJson(const Document& document, const std::shared_ptr<Boat>& boat) {
+    ordered_json entry = boat->encode();
+    entry["logAssets"] = ordered_json::array();
+    for (const auto& log : document.logAssets(boat))
+        entry["logAssets"].push_back(logAssetJson(*log));
+    // Kept in the package and written back on save, but not shown.
+    entry["unloadedLogAssets"] = ordered_json::array();
+    for (const auto& log : document.packageRemainder().unloadedLogsOf(boat.get()))
+        entry["unloadedLogAssets"].push_back({{"uuid", DocumentReference::encodeUuid(log.reference.uuid)},
+                                              {"reason", log.reason.toStdString()}});
+    return entry;
+}
+
+ordered_json DocumentSummary::logAssetJson(const LogFileAsset& log) {
+    return {{"uuid", DocumentReference::encodeUuid(log.uuid())}, {"offset", log.offset()},
+            {"fileTimeZone", log.fileTimeZone().identifier()},   {"records", log.boatLog()->recordCount()},
+            {"start", unixOrNull(log.fileStartTime())},          {"end", unixOrNull(log.fileEndTime())}};
+}
+
+ordered_json DocumentSummary::assetJson(const MediaAsset& asset) {
+    return {
+        {"url", asset.url().toString(QUrl::FullyEncoded).toStdString()},
+        {"kind", asset.isPhoto() ? "PhotoAsset" : "VideoAsset"},
+        {"mediaGroup", asset.mediaGroup() ? ordered_json(asset.mediaGroup()->name.toStdString()) : nullptr},
+        {"startTime", asset.startTime().unixSeconds()},
+        {"endTime", asset.endTime().unixSeconds()},
+        {"offset", asset.offset()},
+        {"fileTimeZone", asset.fileTimeZone().identifier()}};
+}
 
 int DocumentSummary::run(const QString& packagePath, std::optional<Instant> at) {
     auto read = DocumentPackageReader::read(packagePath);

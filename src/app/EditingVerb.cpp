@@ -16,6 +16,12 @@
 
 int EditingVerb::run(const QString& packagePath, std::unique_ptr<DocumentEdit> edit,
                      const std::function<void(const Document&, nlohmann::ordered_json&)>& describe) {
+    return run(
+        packagePath, [&edit](Document&) -> Preparation { return std::move(edit); }, describe);
+}
+
+int EditingVerb::run(const QString& packagePath, const std::function<Preparation(Document&)>& prepare,
+                     const std::function<void(const Document&, nlohmann::ordered_json&)>& describe) {
     Diagnostics::setStream(stderr);
     const QString path = QDir::cleanPath(QFileInfo(packagePath).absoluteFilePath());
     auto read = DocumentPackageReader::read(path);
@@ -29,6 +35,12 @@ int EditingVerb::run(const QString& packagePath, std::unique_ptr<DocumentEdit> e
         std::fprintf(stderr, "The document could not be opened; it was left as it was.\n");
         return 1;
     }
+    Preparation prepared = prepare(document);
+    if (auto* reason = std::get_if<QString>(&prepared)) {
+        std::fprintf(stderr, "%s\n", qPrintable(*reason));
+        return 1;
+    }
+    auto edit = std::get<std::unique_ptr<DocumentEdit>>(std::move(prepared));
     edit->apply(document);
     if (auto error = DocumentPackageWriter::write(document, path)) {
         std::fprintf(stderr, "%s%s%s\n", qPrintable(error->failureReason()),

@@ -3,9 +3,11 @@
 #include "app/AppDelegate.h"
 #include "app/DocumentController.h"
 #include "app/WindowController.h"
+#include "config/LogImportController.h"
 #include "document/Document.h"
 #include "presentation/MediaCommands.h"
 #include "presentation/PresentationWindowController.h"
+#include "presentation/UndoActions.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -63,6 +65,15 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
             target->addAssets();
     });
     addMedia->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A));
+    auto* importLogs = file->addAction(QObject::tr("Import Boat Logs…"), &window, [target] {
+        if (target)
+            LogImportController::chooseAndImport(target, target->currentDocument());
+    });
+    // Every log belongs to a boat: without one there is nothing to import into.
+    QObject::connect(file, &QMenu::aboutToShow, file, [importLogs, target] {
+        Document* document = target ? target->currentDocument() : nullptr;
+        importLogs->setEnabled(document && document->isEditable() && !document->boats().empty());
+    });
     file->addSeparator();
     auto* close = file->addAction(QObject::tr("&Close"), &window, [target] {
         if (target)
@@ -92,6 +103,13 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
         saveAs->setEnabled(editable);
         addMedia->setEnabled(editable);
     });
+
+    QMenu* edit = bar->addMenu(QObject::tr("&Edit"));
+    new UndoActions(*edit, window);
+    edit->addSeparator();
+    auto* preferences = edit->addAction(QObject::tr("Preferences…"), &delegate,
+                                        [&delegate] { delegate.openPreferencesWindow(); });
+    preferences->setMenuRole(QAction::PreferencesRole);
 
     QMenu* view = bar->addMenu(QObject::tr("&View"));
     QToolBar* toolbar = window.addToolBar(QObject::tr("Layout"));

@@ -25,10 +25,15 @@ public:
 
     // Chooses photos and videos and adds them to the media group this window shows.
     void addAssets() override;
+    // Adds photos and videos to the media group this window shows, as one undoable edit. Files
+    // dropped on the window come here too.
+    void addMediaFiles(const QStringList& files);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     DocumentController& documents_;

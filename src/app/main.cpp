@@ -1,9 +1,14 @@
+#include "app/AddBoatCommand.h"
+#include "app/AddMediaCommand.h"
 #include "app/AddRaceCommand.h"
 #include "app/AppDelegate.h"
 #include "app/DocumentController.h"
 #include "app/ExamineCommand.h"
+#include "app/ImportLogsCommand.h"
+#include "app/NewCommand.h"
 #include "app/ProbeMediaCommand.h"
 #include "app/RenderCommand.h"
+#include "app/SetZoneCommand.h"
 #include "app/StandardViews.h"
 
 #include <QApplication>
@@ -35,7 +40,13 @@ int usage() {
         "       wakeline inspect DOC [--at TIME]\n"
         "       wakeline probe-media FILE... [--zone ID]\n"
         "       wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n"
-        "       wakeline add-race DOC --name NAME --gun TIME [--finish TIME] [--pin LAT,LON --rc LAT,LON]\n");
+        "       wakeline new DOC [--zone ID]\n"
+        "       wakeline add-boat DOC --name NAME [--short NAME] [--color RRGGBB] [--length M] "
+        "[--gps-offset M] [--mode Main|Secondary|Other]\n"
+        "       wakeline import-logs DOC --boat NAME FILE...\n"
+        "       wakeline add-media DOC --group NAME FILE...\n"
+        "       wakeline add-race DOC --name NAME --gun TIME [--finish TIME] [--pin LAT,LON --rc LAT,LON]\n"
+        "       wakeline set-zone DOC ID\n");
     return 2;
 }
 
@@ -109,12 +120,23 @@ int main(int argc, char* argv[]) {
         arguments.removeAt(1);
         return RenderCommand::run(arguments);
     }
-    if (verb == QLatin1String("add-race")) {
+    // The editing verbs: each changes a package as one edit, without a window.
+    const std::pair<const char*, int (*)(const QStringList&)> editingVerbs[] = {
+        {"new", &NewCommand::run},
+        {"add-boat", &AddBoatCommand::run},
+        {"import-logs", &ImportLogsCommand::run},
+        {"add-media", &AddMediaCommand::run},
+        {"add-race", &AddRaceCommand::run},
+        {"set-zone", &SetZoneCommand::run},
+    };
+    for (const auto& [name, run] : editingVerbs) {
+        if (verb != QLatin1String(name))
+            continue;
         QCoreApplication application(argc, argv);
         nameApplication();
         QStringList arguments = QCoreApplication::arguments();
         arguments.removeAt(1);
-        return AddRaceCommand::run(arguments);
+        return run(arguments);
     }
     if (verb == QLatin1String("inspect") || verb == QLatin1String("probe-media")) {
         QCoreApplication application(argc, argv);

@@ -13,4 +13,10 @@ public:
     virtual QString text() const = 0;
     virtual void apply(Document& document) = 0;
     virtual void revert(Document& document) = 0;
+    // Takes `next`, already applied, into this edit, so that a run of the same change (a shift
+    // button held down) is undone in one step. False when the two are not of a kind.
+    virtual bool absorb(const DocumentEdit& next) {
+        (void)next;
+        return false;
+    }
 };

@@ -37,6 +37,14 @@ void ShiftAssets::revert(Document& document) {
     move(document, -seconds_);
 }
 
+bool ShiftAssets::absorb(const DocumentEdit& next) {
+    auto* shift = dynamic_cast<const ShiftAssets*>(&next);
+    if (!shift || shift->assets_ != assets_ || shift->movePosition_ != movePosition_)
+        return false;
+    seconds_ += shift->seconds_;
+    return true;
+}
+
 void ShiftAssets::move(Document& document, double seconds) {
     for (const auto& asset : assets_)
         asset->setOffset(asset->offset() + seconds);

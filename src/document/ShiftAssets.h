@@ -29,6 +29,7 @@ public:
     QString text() const override { return QStringLiteral("Shift Asset Time"); }
     void apply(Document& document) override;
     void revert(Document& document) override;
+    bool absorb(const DocumentEdit& next) override;
 
     double seconds() const { return seconds_; }
     const std::vector<std::shared_ptr<MediaAsset>>& assets() const { return assets_; }

@@ -9,12 +9,8 @@
 #include "map/MbTilesSource.h"
 #include "map/XyzTileSource.h"
 
-#include <QActionGroup>
 #include <QContextMenuEvent>
-#include <QFileDialog>
-#include <QFileInfo>
 #include <QGestureEvent>
-#include <QInputDialog>
 #include <QMenu>
 #include <QNativeGestureEvent>
 #include <QPainter>
@@ -627,56 +623,8 @@ bool MapView::event(QEvent* event) {
 }
 
 void MapView::contextMenuEvent(QContextMenuEvent* event) {
+    // The background is chosen in the Preferences, for every map at once.
     QMenu menu(this);
-    auto* group = new QActionGroup(&menu);
-    auto* offline = menu.addAction(tr("Offline Chart"), this, [this] { setBackground(Background::Offline); });
-    auto* tiles = menu.addAction(tr("Map Tiles"), this, [this] { setBackground(Background::Tiles); });
-    auto* chart =
-        menu.addAction(tr("Chart File (MBTiles)"), this, [this] { setBackground(Background::MbTiles); });
-    for (auto* action : {offline, tiles, chart}) {
-        action->setCheckable(true);
-        group->addAction(action);
-    }
-    const UserDefaults& defaults = UserDefaults::standard();
-    tiles->setEnabled(!defaults.stringValue(tileUrlTemplateKey).value_or(QString()).trimmed().isEmpty());
-    chart->setEnabled(!defaults.stringValue(mbTilesPathKey).value_or(QString()).isEmpty());
-    offline->setChecked(background_ == Background::Offline);
-    tiles->setChecked(background_ == Background::Tiles);
-    chart->setChecked(background_ == Background::MbTiles);
-    menu.addSeparator();
-    menu.addAction(tr("Tile Server…"), this, &MapView::chooseTileServer);
-    menu.addAction(tr("Choose Chart File…"), this, &MapView::chooseChartFile);
-    menu.addSeparator();
     menu.addAction(tr("Reset Camera"), this, &MapView::resetRequested);
     menu.exec(event->globalPos());
-}
-
-void MapView::chooseTileServer() {
-    UserDefaults& defaults = UserDefaults::standard();
-    bool ok = false;
-    const QString urlTemplate = QInputDialog::getText(
-        this, tr("Tile Server"), tr("Tile address, with {z}, {x} and {y}:"), QLineEdit::Normal,
-        defaults.stringValue(tileUrlTemplateKey).value_or(QString()), &ok);
-    if (!ok)
-        return;
-    const QString attribution = QInputDialog::getText(
-        this, tr("Tile Server"), tr("Attribution required by the tile provider:"), QLineEdit::Normal,
-        defaults.stringValue(tileAttributionKey).value_or(QString()), &ok);
-    if (!ok)
-        return;
-    defaults.setValue(tileUrlTemplateKey, urlTemplate.trimmed());
-    defaults.setValue(tileAttributionKey, attribution);
-    setBackground(Background::Tiles);
-}
-
-void MapView::chooseChartFile() {
-    UserDefaults& defaults = UserDefaults::standard();
-    const QString current = defaults.stringValue(mbTilesPathKey).value_or(QString());
-    const QString path =
-        QFileDialog::getOpenFileName(this, tr("Choose Chart File"), QFileInfo(current).path(),
-                                     tr("MBTiles charts (*.mbtiles);;All files (*)"));
-    if (path.isEmpty())
-        return;
-    defaults.setValue(mbTilesPathKey, path);
-    setBackground(Background::MbTiles);
 }

@@ -127,8 +127,6 @@ private:
     void tileLoaded(TileKey key, const QImage& image);
     void tileFailed(TileKey key);
     void showStatus(const QString& message);
-    void chooseTileServer();
-    void chooseChartFile();
 
     MapScene* scene_ = nullptr;
     MapViewDelegate* delegate_ = nullptr;

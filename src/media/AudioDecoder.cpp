@@ -1,6 +1,7 @@
 #include "media/AudioDecoder.h"
 
 #include "media/AvHandle.h"
+#include "media/OpenFailure.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -44,31 +45,6 @@ AVChannelLayout layoutOf(const AVFrame& frame) {
         av_channel_layout_copy(&layout, &frame.ch_layout) < 0)
         av_channel_layout_default(&layout, frame.ch_layout.nb_channels);
     return layout;
-}
-
-QString describeOpenFailure(const QString& path, int error) {
-    if (error == AVERROR(ENOENT))
-        return QStringLiteral("the file does not exist");
-    if (error == AVERROR(EACCES))
-        return QStringLiteral("the file cannot be read");
-    // A known container that does not open (a recording cut short) is told from a file that is no
-    // media file at all.
-    QFile file(path);
-    QByteArray head;
-    if (file.open(QIODevice::ReadOnly))
-        head = file.read(1 << 16);
-    head.append(QByteArray(AVPROBE_PADDING_SIZE, '\0'));
-    AVProbeData probe{};
-    const QByteArray name = QFile::encodeName(path);
-    probe.filename = name.constData();
-    probe.buf = reinterpret_cast<unsigned char*>(head.data());
-    probe.buf_size = static_cast<int>(head.size() - AVPROBE_PADDING_SIZE);
-    int score = 0;
-    if (const AVInputFormat* format = av_probe_input_format2(&probe, 1, &score);
-        format && score > AVPROBE_SCORE_EXTENSION)
-        return QStringLiteral("the %1 file is damaged or incomplete")
-            .arg(QString::fromUtf8(format->long_name));
-    return QStringLiteral("it is not a video or sound file");
 }
 
 } // namespace
@@ -377,7 +353,7 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, const Form
     AVFormatContext* opened = nullptr;
     if (int error = avformat_open_input(&opened, QFile::encodeName(path).constData(), nullptr, nullptr);
         error < 0)
-        return fail(describeOpenFailure(path, error));
+        return fail(describeOpenFailure(path, error, QStringLiteral("it is not a video or sound file")));
     state->container.reset(opened);
     avformat_find_stream_info(opened, nullptr);
 

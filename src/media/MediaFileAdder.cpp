@@ -1,5 +1,6 @@
 #include "media/MediaFileAdder.h"
 
+#include "document/AddMediaAssets.h"
 #include "document/Document.h"
 #include "media/MediaTypes.h"
 #include "media/PhotoAsset.h"
@@ -34,25 +35,28 @@ MediaFileAdder::Result MediaFileAdder::examine(const QList<QUrl>& urls,
 }
 
 void MediaFileAdder::add(Document* document, QList<QUrl> urls, std::shared_ptr<MediaGroup> group,
-                         TimeZone zone, std::function<void(const Result&)> done) {
+                         TimeZone zone, std::function<void(const Result&)> done, Perform perform) {
     QPointer<Document> target(document);
     QThreadPool::globalInstance()->start([target, urls = std::move(urls), group = std::move(group),
-                                          zone = std::move(zone), done = std::move(done)]() mutable {
+                                          zone = std::move(zone), done = std::move(done),
+                                          perform = std::move(perform)]() mutable {
         auto result = std::make_shared<Result>(examine(urls, group, zone));
         // The application object lives on the main thread; the document is looked at only there.
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
-            [target, group, result, done = std::move(done)] {
+            [target, group, result, done = std::move(done), perform = std::move(perform)] {
                 if (!target)
                     return;
                 // A save that started meanwhile writes the document as it was; the files join
                 // once it is done.
-                target->whenEditable([target, group, result, done] {
+                target->whenEditable([target, group, result, done, perform] {
                     if (!target)
                         return;
-                    // Announced and marked edited even when nothing could be added, as every add
-                    // does.
-                    target->addAssets(result->assets, group);
+                    auto edit = std::make_unique<AddMediaAssets>(result->assets, group);
+                    if (perform)
+                        perform(*target, std::move(edit));
+                    else
+                        edit->apply(*target);
                     if (done)
                         done(*result);
                 });

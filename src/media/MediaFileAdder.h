@@ -11,12 +11,13 @@
 #include <vector>
 
 class Document;
+class DocumentEdit;
 class MediaAsset;
 class MediaGroup;
 
-// Adds photo and video files to a media group: the files are examined on the thread pool, the
-// assets join the document on the main thread, and the caller gets the files that could not be
-// added together with the texts of the warning to show.
+// Examines photo and video files for a media group: the files are examined on the thread pool, the
+// assets join the document on the main thread as one AddMediaAssets edit, and the caller gets the
+// files that could not be added together with the texts of the warning to show.
 class MediaFileAdder {
 public:
     struct Result {
@@ -35,9 +36,12 @@ public:
     static Result examine(const QList<QUrl>& urls, const std::shared_ptr<MediaGroup>& group,
                           const TimeZone& zone);
 
-    // Examines the files on the thread pool; then, on the main thread, appends the assets to the
-    // document, announces the change, marks the document edited and calls `done`. Nothing happens
-    // on the main thread if the document is gone by then.
+    // Hands the edit to the undo history, say; without it the edit is applied as it is.
+    using Perform = std::function<void(Document&, std::unique_ptr<DocumentEdit>)>;
+
+    // Examines the files on the thread pool; then, on the main thread, adds the assets (and the
+    // group, when the document lacks it) with an AddMediaAssets edit and calls `done`. Nothing
+    // happens on the main thread if the document is gone by then.
     static void add(Document* document, QList<QUrl> urls, std::shared_ptr<MediaGroup> group, TimeZone zone,
-                    std::function<void(const Result&)> done);
+                    std::function<void(const Result&)> done, Perform perform = {});
 };

@@ -1,6 +1,7 @@
 #include "media/VideoDecoder.h"
 
 #include "media/AvHandle.h"
+#include "media/OpenFailure.h"
 #include "media/VaapiDevice.h"
 #include "media/VideoFrameCache.h"
 #include "media/VideoFrameConverter.h"
@@ -63,31 +64,6 @@ AVPixelFormat chooseFormat(AVCodecContext* context, const AVPixelFormat* offered
             return *format;
     }
     return AV_PIX_FMT_NONE;
-}
-
-QString describeOpenFailure(const QString& path, int error) {
-    if (error == AVERROR(ENOENT))
-        return QStringLiteral("the file does not exist");
-    if (error == AVERROR(EACCES))
-        return QStringLiteral("the file cannot be read");
-    // Tell a known container that did not open (a recording cut short loses its index) from a file
-    // that is no video at all.
-    QFile file(path);
-    QByteArray head;
-    if (file.open(QIODevice::ReadOnly))
-        head = file.read(1 << 16);
-    head.append(QByteArray(AVPROBE_PADDING_SIZE, '\0'));
-    AVProbeData probe{};
-    const QByteArray name = QFile::encodeName(path);
-    probe.filename = name.constData();
-    probe.buf = reinterpret_cast<unsigned char*>(head.data());
-    probe.buf_size = static_cast<int>(head.size() - AVPROBE_PADDING_SIZE);
-    int score = 0;
-    if (const AVInputFormat* format = av_probe_input_format2(&probe, 1, &score);
-        format && score > AVPROBE_SCORE_EXTENSION)
-        return QStringLiteral("the %1 file is damaged or incomplete")
-            .arg(QString::fromUtf8(format->long_name));
-    return QStringLiteral("it is not a video file");
 }
 
 } // namespace
@@ -497,7 +473,7 @@ std::unique_ptr<VideoDecoder> VideoDecoder::open(const QString& path, const Opti
     AVFormatContext* opened = nullptr;
     if (int error = avformat_open_input(&opened, QFile::encodeName(path).constData(), nullptr, nullptr);
         error < 0)
-        return fail(describeOpenFailure(path, error));
+        return fail(describeOpenFailure(path, error, QStringLiteral("it is not a video file")));
     state->format.reset(opened);
     avformat_find_stream_info(opened, nullptr);
 

@@ -5,6 +5,6 @@
 class Document;
 class DocumentEdit;
 
-// Every edit a window makes goes through here, so that there is one place where edits are done
-// (and, with an undo history, recorded) rather than one per editor.
+// Every edit a window makes goes through here: it is done and recorded in the document's undo
+// history (waiting while the document opens or saves).
 void performEdit(Document& document, std::unique_ptr<DocumentEdit> edit);

@@ -14,6 +14,10 @@ target_sources(wakeline_ui PRIVATE
   presentation/AssetShiftViewController.cpp
   presentation/AssetShiftViewController.h
   presentation/EditPerformer.cpp
+  presentation/DocumentUndoStack.cpp
+  presentation/DocumentUndoStack.h
+  presentation/UndoActions.cpp
+  presentation/UndoActions.h
   presentation/VideoProxyMaker.cpp
   presentation/VideoProxyMaker.h
   presentation/ExportFolder.cpp

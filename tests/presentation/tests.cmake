@@ -4,6 +4,7 @@ wakeline_widget_test(presentation_tests
   presentation/VideoPlaybackTest.cpp
   presentation/VideoSoundTest.cpp
   presentation/VideoViewTest.cpp
+  presentation/UndoTest.cpp
   media/VideoFixtures.cpp
   presentation/ExportTest.cpp
   presentation/ScreenCaptureTest.cpp
