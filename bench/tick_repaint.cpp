@@ -136,7 +136,7 @@ int main(int argc, char** argv) {
     std::printf(
         "tick (position signal -> all views repainted): median %.2f ms, p90 %.2f ms (goal: median <= 8 ms)\n",
         median(tick), percentile(tick, 0.9));
-    std::printf("peer, repaint without a new position:          median %.2f ms\n", median(repaintOnly));
+    std::printf("baseline, repaint without a new position:      median %.2f ms\n", median(repaintOnly));
     if (map)
         std::printf(
             "map's share (position signal -> map repainted, the other views only updated): median %.2f ms\n",

@@ -58,6 +58,9 @@ QLabel* makeCentredLabel(QWidget* parent, const char* name) {
     return label;
 }
 
+// More than the rounding of the difference of two instants; less than any frame.
+constexpr double instantRounding = 1e-6;
+
 // The step used when no video is displayed: one tick of the playback clock.
 constexpr double defaultFrameStep = 0.04;
 
@@ -367,7 +370,10 @@ std::optional<double> VideoPlaybackViewController::videoSeconds() const {
     std::optional<Instant> position = d->eventPlaybackPosition();
     if (!position)
         return std::nullopt;
-    return *position - currentAsset_->startTime();
+    // Instants hold about a tenth of a microsecond near today's dates, so the difference of two can
+    // fall just short of a frame's start and show the frame before. A microsecond later is still
+    // inside the same frame for any real frame rate.
+    return *position - currentAsset_->startTime() + instantRounding;
 }
 
 void VideoPlaybackViewController::syncVideo() {

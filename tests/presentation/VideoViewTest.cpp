@@ -83,6 +83,14 @@ TEST_F(VideoView, ShowsTheExactFrameOfThePositionAfterSeeksAndSteps) {
     EXPECT_EQ(settledIndex(), 7);
     seek(1.999); // the last instant of frame 49
     EXPECT_EQ(settledIndex(), 49);
+    // Positions on the very start of each frame, reached by adding frames as the clock does: the
+    // frame of that start shows.
+    Instant position = videoStart + 1.0;
+    for (int i = 25; i < 50; ++i, position += 0.04) {
+        document.setPlaybackPosition(position, true);
+        EXPECT_EQ(settledIndex(), i);
+    }
+    seek(1.999);
 
     command("NextFrame");
     EXPECT_EQ(settledIndex(), 50);
