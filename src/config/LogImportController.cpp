@@ -30,6 +30,13 @@ QStringList logFilesOf(const QMimeData* mime) {
     return files;
 }
 
+bool carriesOtherFiles(const QMimeData* mime, const QStringList& logs) {
+    for (const QUrl& url : mime->urls())
+        if (url.isLocalFile() && !logs.contains(url.toLocalFile()))
+            return true;
+    return false;
+}
+
 // Takes drags that carry log files; the others pass on to the window as before.
 class LogDropFilter : public QObject {
 public:
@@ -65,7 +72,8 @@ protected:
                         LogImportController::importDropped(window, document, files);
                 },
                 Qt::QueuedConnection);
-            return true;
+            // Photos and videos dropped with the logs still reach the window.
+            return !carriesOtherFiles(drop->mimeData(), files);
         }
         default:
             return false;

@@ -51,5 +51,17 @@ TEST(MediaDrop, PhotosDroppedOnAWindowAreAddedAsOneEditThatUndoes) {
     EXPECT_FALSE(document->isEdited());
     history.redo();
     EXPECT_EQ(document->assets().size(), before + 2);
+
+    // Logs dropped with a photo go to the import; the photo still joins the group.
+    const QString third = fixture.dir.filePath("third.jpg");
+    ASSERT_TRUE(picture.save(third));
+    QMimeData mixed;
+    mixed.setUrls({QUrl::fromLocalFile(third), QUrl::fromLocalFile(fixture.dir.filePath("track.gpx"))});
+    QDragEnterEvent mixedEnter(QPoint(10, 10), Qt::CopyAction, &mixed, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &mixedEnter);
+    EXPECT_TRUE(mixedEnter.isAccepted());
+    QDropEvent mixedDrop(QPointF(10, 10), Qt::CopyAction, &mixed, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &mixedDrop);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return document->assets().size() == before + 3; }, 20000));
     document->setEdited(false);
 }
