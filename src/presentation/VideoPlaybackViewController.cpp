@@ -186,6 +186,14 @@ void VideoPlaybackViewController::viewDidAppear() {
     chooseAsset();
 }
 
+void VideoPlaybackViewController::viewWillDisappear() {
+    // Hidden, the view hears no more ticks: its sound and its decoding ahead stop with it.
+    syncSound(false, 0.0);
+    if (decoder_)
+        decoder_->setPlaying(false);
+    DocumentObservingViewController::viewWillDisappear();
+}
+
 void VideoPlaybackViewController::documentDidChange() {
     // A group of another document shows nothing here; its namesake in this document stands in.
     Document* d = document();

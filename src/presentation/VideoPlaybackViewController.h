@@ -129,6 +129,7 @@ signals:
 
 protected:
     void viewDidAppear() override;
+    void viewWillDisappear() override;
     void documentDidChange() override;
     void didUpdateAssets() override;
     void didUpdatePlaybackPosition(std::optional<Instant> position, bool seeked) override;
