@@ -14,7 +14,9 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -172,7 +174,16 @@ void AssetShiftViewController::updateLabels() {
 
 void AssetShiftViewController::popUp(QWidget* anchor) {
     adjustSize();
-    QPoint corner = anchor->mapToGlobal(QPoint(anchor->width(), 0));
-    move(corner.x() - width(), corner.y());
+    const QPoint corner = anchor->mapToGlobal(QPoint(anchor->width(), 0));
+    QRect frame(QPoint(corner.x() - width(), corner.y()), size());
+    // A narrow view would push the panel off the screen's edge; it stays whole on the screen.
+    if (QScreen* screen = anchor->screen()) {
+        const QRect available = screen->availableGeometry();
+        frame.moveLeft(std::clamp(frame.left(), available.left(),
+                                  std::max(available.left(), available.right() - width())));
+        frame.moveTop(std::clamp(frame.top(), available.top(),
+                                 std::max(available.top(), available.bottom() - height())));
+    }
+    move(frame.topLeft());
     show();
 }

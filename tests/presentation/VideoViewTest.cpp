@@ -17,6 +17,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -173,6 +174,9 @@ TEST_F(VideoView, ShiftPanelAndKeysMoveTheAssetAgainstTheData) {
     AssetShiftViewController* panel = view->shiftAssetPopover();
     ASSERT_TRUE(panel);
     EXPECT_TRUE(panel->isVisible());
+    // Wider than the view, it still lies whole on the screen.
+    const QRect screen = window.screen()->availableGeometry();
+    EXPECT_TRUE(screen.contains(panel->frameGeometry())) << panel->frameGeometry().x();
     EXPECT_EQ(panel->assetOffsetString(), "0.000");
     EXPECT_EQ(panel->assetMediaGroupName(), "Deck");
     EXPECT_EQ(panel->eventPlaybackPositionString(), "12:01:41.0");
