@@ -1,10 +1,8 @@
 #include "media/AudioDecoder.h"
 
 #include "media/AvHandle.h"
-#include "media/OpenFailure.h"
+#include "media/MediaInput.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -333,16 +331,6 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, const Form
         return fail(QStringLiteral("the sound output wants %1 channels at %2 Hz, which Wakeline cannot make")
                         .arg(format.channels)
                         .arg(format.sampleRate));
-    const QFileInfo file(path);
-    if (!file.exists())
-        return fail(QStringLiteral("the file does not exist"));
-    if (!file.isFile())
-        return fail(QStringLiteral("it is not a file"));
-    if (!file.isReadable())
-        return fail(QStringLiteral("the file cannot be read"));
-    if (file.size() == 0)
-        return fail(QStringLiteral("the file is empty"));
-
     auto state = std::make_unique<State>();
     if (!state->packet || !state->frame)
         return fail(QStringLiteral("there is not enough memory"));
@@ -350,25 +338,17 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, const Form
     state->outFormat = format.sampleType == SampleType::int16 ? AV_SAMPLE_FMT_S16 : AV_SAMPLE_FMT_FLT;
     av_channel_layout_default(&state->outLayout, format.channels);
 
-    AVFormatContext* opened = nullptr;
-    if (int error = avformat_open_input(&opened, QFile::encodeName(path).constData(), nullptr, nullptr);
-        error < 0)
-        return fail(describeOpenFailure(path, error, QStringLiteral("it is not a video or sound file")));
-    state->container.reset(opened);
-    avformat_find_stream_info(opened, nullptr);
+    state->container = openMediaInput(path, QStringLiteral("it is not a video or sound file"), failure);
+    if (!state->container)
+        return nullptr;
+    AVFormatContext* opened = state->container.get();
 
     const AVCodec* codec = nullptr;
     const int index = av_find_best_stream(opened, AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
     if (index == AVERROR_DECODER_NOT_FOUND) {
         const int undecodable = av_find_best_stream(opened, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
-        QString name;
-        if (undecodable >= 0) {
-            const AVCodecParameters& parameters = *opened->streams[undecodable]->codecpar;
-            char fourcc[AV_FOURCC_MAX_STRING_SIZE] = {};
-            name = parameters.codec_id != AV_CODEC_ID_NONE
-                       ? QString::fromUtf8(avcodec_get_name(parameters.codec_id))
-                       : QString::fromUtf8(av_fourcc_make_string(fourcc, parameters.codec_tag)).trimmed();
-        }
+        const QString name =
+            undecodable >= 0 ? codecNameOf(*opened->streams[undecodable]->codecpar) : QString();
         return fail(QStringLiteral("its sound is coded in a format Wakeline cannot decode (%1)").arg(name));
     }
     if (index < 0 || !codec)

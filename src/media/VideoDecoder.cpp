@@ -1,13 +1,11 @@
 #include "media/VideoDecoder.h"
 
 #include "media/AvHandle.h"
-#include "media/OpenFailure.h"
+#include "media/MediaInput.h"
 #include "media/VaapiDevice.h"
 #include "media/VideoFrameCache.h"
 #include "media/VideoFrameConverter.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QThread>
 #include <algorithm>
 #include <cmath>
@@ -457,25 +455,13 @@ std::unique_ptr<VideoDecoder> VideoDecoder::open(const QString& path, const Opti
             *failure = reason;
         return nullptr;
     };
-    const QFileInfo file(path);
-    if (!file.exists())
-        return fail(QStringLiteral("the file does not exist"));
-    if (!file.isFile())
-        return fail(QStringLiteral("it is not a file"));
-    if (!file.isReadable())
-        return fail(QStringLiteral("the file cannot be read"));
-    if (file.size() == 0)
-        return fail(QStringLiteral("the file is empty"));
-
     auto state = std::make_unique<State>(options);
     if (!state->packet || !state->received)
         return fail(QStringLiteral("there is not enough memory"));
-    AVFormatContext* opened = nullptr;
-    if (int error = avformat_open_input(&opened, QFile::encodeName(path).constData(), nullptr, nullptr);
-        error < 0)
-        return fail(describeOpenFailure(path, error, QStringLiteral("it is not a video file")));
-    state->format.reset(opened);
-    avformat_find_stream_info(opened, nullptr);
+    state->format = openMediaInput(path, QStringLiteral("it is not a video file"), failure);
+    if (!state->format)
+        return nullptr;
+    AVFormatContext* opened = state->format.get();
 
     // The first video stream that has a decoder; cover art is a picture, not a video.
     bool sound = false;
@@ -496,12 +482,7 @@ std::unique_ptr<VideoDecoder> VideoDecoder::open(const QString& path, const Opti
         }
     }
     if (!state->stream && undecodable) {
-        const AVCodecParameters& parameters = *undecodable->codecpar;
-        char fourcc[AV_FOURCC_MAX_STRING_SIZE] = {};
-        const QString name =
-            parameters.codec_id != AV_CODEC_ID_NONE
-                ? QString::fromUtf8(avcodec_get_name(parameters.codec_id))
-                : QString::fromUtf8(av_fourcc_make_string(fourcc, parameters.codec_tag)).trimmed();
+        const QString name = codecNameOf(*undecodable->codecpar);
         return fail(QStringLiteral("its video is coded in a format Wakeline cannot decode (%1)").arg(name));
     }
     if (!state->stream)

@@ -133,8 +133,13 @@ void AssetShiftViewController::updateFrameButtons() {
 QString AssetShiftViewController::eventPlaybackPositionString() const {
     if (!document_ || !document_->eventPlaybackPosition())
         return {};
-    DateFormat format("HH:mm:ss.S", document_->eventTimezone());
-    return QString::fromStdString(format.format(*document_->eventPlaybackPosition()));
+    // The label follows every tick: the formatter is made again only when the event's zone changes.
+    const TimeZone& zone = document_->eventTimezone();
+    if (!positionFormat_ || !(positionZone_ == zone)) {
+        positionFormat_ = std::make_unique<DateFormat>("HH:mm:ss.S", zone);
+        positionZone_ = zone;
+    }
+    return QString::fromStdString(positionFormat_->format(*document_->eventPlaybackPosition()));
 }
 
 QString AssetShiftViewController::assetOffsetString() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/DateFormat.h"
 #include "document/Document.h"
 
 #include <QFrame>
@@ -58,6 +59,8 @@ private:
     QCheckBox* applyToGroup_;
     QCheckBox* moveVideo_;
     std::vector<QPushButton*> buttons_;
+    mutable std::unique_ptr<DateFormat> positionFormat_;
+    mutable TimeZone positionZone_;
     QMetaObject::Connection positionConnection_;
     QMetaObject::Connection assetsConnection_;
 };

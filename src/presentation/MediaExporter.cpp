@@ -4,11 +4,11 @@
 #include "core/UserDefaults.h"
 #include "media/MediaAsset.h"
 #include "media/MediaGroup.h"
+#include "presentation/WarningAlert.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QImageWriter>
-#include <QMessageBox>
 #include <QSaveFile>
 #include <QSet>
 #include <cstdio>
@@ -51,12 +51,7 @@ QString copyPhoto(const QString& source, const QString& target, const std::funct
 MediaExporter::MediaExporter(QWidget* window)
     : QObject(window), window_(window), exportFolder_(UserDefaults::standard()) {
     presentAlert_ = [this](const QString& title, const QString& informativeText) {
-        QMessageBox box(window_);
-        box.setIcon(QMessageBox::Warning);
-        box.setText(title);
-        box.setInformativeText(informativeText);
-        box.addButton(tr("OK"), QMessageBox::AcceptRole);
-        box.exec();
+        showWarningAlert(window_, title, informativeText);
     };
     pool_.setMaxThreadCount(1);
 }

@@ -4,13 +4,13 @@
 #include "core/TimeZone.h"
 #include "core/UserDefaults.h"
 #include "presentation/RegionGrabOverlay.h"
+#include "presentation/WarningAlert.h"
 
 #include <QCursor>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QImageReader>
 #include <QImageWriter>
-#include <QMessageBox>
 #include <QSaveFile>
 #include <QScreen>
 #include <QStandardPaths>
@@ -114,12 +114,7 @@ ScreenCapture::ScreenCapture(QWidget* window)
     : QObject(window), window_(window), exportFolder_(UserDefaults::standard()),
       lookup_([](const QString& program) { return QStandardPaths::findExecutable(program); }) {
     presentAlert_ = [this](const QString& title, const QString& informativeText) {
-        QMessageBox box(window_);
-        box.setIcon(QMessageBox::Warning);
-        box.setText(title);
-        box.setInformativeText(informativeText);
-        box.addButton(tr("OK"), QMessageBox::AcceptRole);
-        box.exec();
+        showWarningAlert(window_, title, informativeText);
     };
 }
 

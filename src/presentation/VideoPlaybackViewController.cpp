@@ -17,6 +17,7 @@
 #include "presentation/VideoFrameView.h"
 #include "presentation/VideoProxyMaker.h"
 #include "presentation/VideoSound.h"
+#include "presentation/WarningAlert.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -26,7 +27,6 @@
 #include <QHBoxLayout>
 #include <QImageReader>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPixmap>
 #include <QPointer>
 #include <QResizeEvent>
@@ -129,12 +129,7 @@ VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
     buttonBar_->hide();
 
     alert_ = [this](const QString& message, const QString& informativeText) {
-        QMessageBox box(this);
-        box.setIcon(QMessageBox::Warning);
-        box.setText(message);
-        box.setInformativeText(informativeText);
-        box.addButton(QMessageBox::Ok);
-        box.exec();
+        showWarningAlert(this, message, informativeText);
     };
     auto forwardAlert = [this](const QString& message, const QString& informativeText) {
         alert_(message, informativeText);
@@ -144,7 +139,6 @@ VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
         // Moves over to the lighter copy of the video on screen, at the same frame.
         if (currentAsset_ && !currentAsset_->isPhoto() && currentAsset_->url().toLocalFile() == original &&
             playbackPath_ == original) {
-            videoFrameExact_ = false;
             openVideo(*currentAsset_);
         }
     });
@@ -257,7 +251,6 @@ void VideoPlaybackViewController::changeAsset(std::shared_ptr<MediaAsset> asset)
     soundPlaying_ = false;
     playbackPath_.clear();
     videoFailure_.clear();
-    videoFrameExact_ = false;
     videoPlayer_->clear();
     videoPlayer_->hide();
     if (currentAsset_) {
@@ -399,8 +392,6 @@ void VideoPlaybackViewController::syncVideo() {
     VideoDecoderThread::Answer answer = decoder_->request(*seconds);
     if (!answer.frame.isNull())
         showVideoFrame(answer.frame, answer.exact);
-    else
-        videoFrameExact_ = false;
 }
 
 void VideoPlaybackViewController::syncSound(bool playing, double seconds) {
@@ -430,7 +421,6 @@ void VideoPlaybackViewController::setMuteAudio(bool mute) {
 }
 
 void VideoPlaybackViewController::showVideoFrame(const VideoFrame& frame, bool exact) {
-    videoFrameExact_ = exact;
     videoPlayer_->setFrame(frame);
     emit videoFrameShown(exact);
 }
@@ -494,7 +484,8 @@ bool VideoPlaybackViewController::isSettled() const {
         return true;
     if (currentAsset_->isPhoto())
         return !displayedImage_.isNull() || noContentInfoLabel_->isVisible();
-    return !videoFailure_.isEmpty() || videoFrameExact_;
+    // The frame on screen answers the latest request: the one of the position.
+    return !videoFailure_.isEmpty() || (decoder_ && decoder_->isCurrent());
 }
 
 void VideoPlaybackViewController::toggleAssetShift() {

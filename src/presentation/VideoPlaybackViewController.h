@@ -183,7 +183,6 @@ private:
     std::unique_ptr<VideoSound> sound_;
     bool soundPlaying_ = false;
     QString videoFailure_;
-    bool videoFrameExact_ = false;
     QPointer<AssetShiftViewController> shiftAssetPopover_;
     AlertPresenter alert_;
     bool showsControls_ = true;

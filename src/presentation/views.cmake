@@ -10,6 +10,7 @@ target_sources(wakeline_ui PRIVATE
   presentation/VideoSound.cpp
   presentation/VideoSound.h
   presentation/VideoFrameView.cpp
+  presentation/WarningAlert.cpp
   presentation/VideoFrameView.h
   presentation/AssetShiftViewController.cpp
   presentation/AssetShiftViewController.h
