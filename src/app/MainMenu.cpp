@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 #include "app/DocumentController.h"
 #include "app/WindowController.h"
+#include "config/ConfigWindowController.h"
 #include "config/LogImportController.h"
 #include "document/Document.h"
 #include "presentation/MediaCommands.h"
@@ -107,6 +108,15 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
     QMenu* edit = bar->addMenu(QObject::tr("&Edit"));
     new UndoActions(*edit, window);
     edit->addSeparator();
+    auto* configure = edit->addAction(QObject::tr("Configure Event…"), &window, [target] {
+        if (target)
+            ConfigWindowController::showFor(target->currentDocument());
+    });
+    configure->setObjectName(QStringLiteral("configureEvent"));
+    configure->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    configure->setToolTip(QObject::tr("Boats, logs, races, media groups and the event's time zone"));
+    QObject::connect(edit, &QMenu::aboutToShow, edit,
+                     [configure, target] { configure->setEnabled(target && target->currentDocument()); });
     auto* preferences = edit->addAction(QObject::tr("Preferences…"), &delegate,
                                         [&delegate] { delegate.openPreferencesWindow(); });
     preferences->setMenuRole(QAction::PreferencesRole);
@@ -115,6 +125,8 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
     QToolBar* toolbar = window.addToolBar(QObject::tr("Layout"));
     toolbar->setObjectName(QStringLiteral("LayoutToolbar"));
     toolbar->setMovable(false);
+    toolbar->addAction(configure);
+    toolbar->addSeparator();
     auto* layouts = new QActionGroup(&window);
     int number = 1;
     for (PresentationLayout layout :

@@ -20,16 +20,6 @@
 
 namespace {
 
-QStringList logFilesOf(const QMimeData* mime) {
-    QStringList files;
-    if (!mime || !mime->hasUrls())
-        return files;
-    for (const QUrl& url : mime->urls())
-        if (url.isLocalFile() && isConvertibleLogFile(url.toLocalFile()))
-            files << url.toLocalFile();
-    return files;
-}
-
 bool carriesOtherFiles(const QMimeData* mime, const QStringList& logs) {
     for (const QUrl& url : mime->urls())
         if (url.isLocalFile() && !logs.contains(url.toLocalFile()))
@@ -51,14 +41,14 @@ protected:
         case QEvent::DragEnter:
         case QEvent::DragMove: {
             auto* drag = static_cast<QDragMoveEvent*>(event);
-            if (logFilesOf(drag->mimeData()).isEmpty())
+            if (LogImportController::logFilesOf(drag->mimeData()).isEmpty())
                 return false;
             drag->acceptProposedAction();
             return true;
         }
         case QEvent::Drop: {
             auto* drop = static_cast<QDropEvent*>(event);
-            const QStringList files = logFilesOf(drop->mimeData());
+            const QStringList files = LogImportController::logFilesOf(drop->mimeData());
             if (files.isEmpty())
                 return false;
             drop->acceptProposedAction();
@@ -224,6 +214,16 @@ void LogImportController::chooseAndImport(QWidget* window, Document* document) {
         return;
     if (auto boat = chooseBoat(window, *document))
         start(document, boat, files);
+}
+
+QStringList LogImportController::logFilesOf(const QMimeData* mime) {
+    QStringList files;
+    if (!mime || !mime->hasUrls())
+        return files;
+    for (const QUrl& url : mime->urls())
+        if (url.isLocalFile() && isConvertibleLogFile(url.toLocalFile()))
+            files << url.toLocalFile();
+    return files;
 }
 
 bool LogImportController::importDropped(QWidget* window, Document* document, const QStringList& files) {

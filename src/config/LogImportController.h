@@ -10,6 +10,7 @@
 class Boat;
 class Document;
 class ProgressWindowController;
+class QMimeData;
 class QWidget;
 struct LogImportResult;
 
@@ -30,6 +31,8 @@ public:
     // Log files dropped on a document window: chooses the boat, then starts. Answers whether any
     // of the files was a log file.
     static bool importDropped(QWidget* window, Document* document, const QStringList& files);
+    // The local log files among dragged URLs.
+    static QStringList logFilesOf(const QMimeData* mime);
     // Lets `window` take drops of log files for the document `document()` answers at the time.
     static void acceptLogDrops(QWidget* window, std::function<Document*()> document);
     // The boat the logs are for: the only one, or the user's choice (main boat first). Null when

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <unicode/simpletz.h>
+#include <unicode/strenum.h>
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
@@ -70,6 +71,23 @@ std::optional<TimeZone> TimeZone::fromSecondsFromGMT(int seconds) {
     std::shared_ptr<const icu::TimeZone> zone =
         std::make_shared<icu::SimpleTimeZone>(seconds * 1000, icu::UnicodeString::fromUTF8(name));
     return TimeZone(std::move(zone), std::move(name), true);
+}
+
+const std::vector<std::string>& TimeZone::knownIdentifiers() {
+    static const std::vector<std::string> identifiers = [] {
+        std::vector<std::string> names;
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::StringEnumeration> zones(icu::TimeZone::createEnumeration(status));
+        if (!zones || U_FAILURE(status))
+            return names;
+        while (const icu::UnicodeString* id = zones->snext(status)) {
+            if (U_FAILURE(status))
+                break;
+            names.push_back(toUtf8(*id));
+        }
+        return names;
+    }();
+    return identifiers;
 }
 
 int TimeZone::secondsFromGMT(Instant at) const {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <unicode/uversion.h>
+#include <vector>
 
 U_NAMESPACE_BEGIN
 class TimeZone;
@@ -24,6 +25,8 @@ public:
     static std::optional<TimeZone> fromIdentifier(const std::string& identifier);
     // A fixed zone; none outside ±18 hours, the range a zone offset can have.
     static std::optional<TimeZone> fromSecondsFromGMT(int seconds);
+    // Every zone identifier of the zone database, in its order (what a zone chooser offers).
+    static const std::vector<std::string>& knownIdentifiers();
 
     int secondsFromGMT(Instant at) const;
     const std::string& identifier() const { return identifier_; }

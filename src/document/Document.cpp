@@ -204,6 +204,12 @@ void Document::addAssets(const std::vector<AssetPtr>& assets, const MediaGroupPt
     emit documentAssetsUpdated();
 }
 
+void Document::setAssets(std::vector<AssetPtr> assets) {
+    assets_ = std::move(assets);
+    setEdited(true);
+    emit documentAssetsUpdated();
+}
+
 void Document::removeAsset(const AssetPtr& asset) {
     std::erase(assets_, asset);
     setEdited(true);

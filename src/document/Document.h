@@ -75,6 +75,8 @@ public:
     // Many at once, announced once: a folder of files is one change.
     void addAssets(const std::vector<AssetPtr>& assets, const MediaGroupPtr& group);
     void removeAsset(const AssetPtr& asset);
+    // The whole list at once, each asset keeping its group: how an undo puts assets back in place.
+    void setAssets(std::vector<AssetPtr> assets);
 
     // Derived from the main boat's log metadata.
     const std::vector<SailingLeg>& legs() const { return legs_; }

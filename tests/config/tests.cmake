@@ -5,6 +5,9 @@ wakeline_widget_test(config_tests
   config/LogImportTest.cpp
   config/LogImportControllerTest.cpp
   config/PreferencesTest.cpp
+  config/ConfigWindowTest.cpp
 )
 # The real converter is found beside the test binary, as beside the program.
 add_dependencies(config_tests logutils-cli)
+include(config/boat.cmake)
+include(config/mediagroup.cmake)
