@@ -3,15 +3,14 @@
 #include "config/BoatConfigViewController.h"
 #include "config/EventConfigViewController.h"
 #include "config/LogImportController.h"
+#include "config/MediaFileAddition.h"
 #include "config/MediaGroupConfigViewController.h"
 #include "config/RaceConfigViewController.h"
 #include "document/Document.h"
 #include "document/RemoveBoat.h"
 #include "document/RemoveMediaGroup.h"
 #include "document/RemoveRace.h"
-#include "media/MediaFileAdder.h"
 #include "presentation/EditPerformer.h"
-#include "presentation/WarningAlert.h"
 #include "race/Race.h"
 
 #include <QAction>
@@ -261,12 +260,5 @@ void ConfigViewController::dropFiles(const Item& target, const QStringList& file
     QList<QUrl> urls;
     for (const QString& file : files)
         urls << QUrl::fromLocalFile(file);
-    QPointer<ConfigViewController> self(this);
-    MediaFileAdder::add(
-        document_, urls, target.mediaGroup, document_->eventTimezone(),
-        [self](const MediaFileAdder::Result& result) {
-            if (self && result.hasFailures())
-                showWarningAlert(self, MediaFileAdder::Result::alertMessage(), result.alertInformativeText());
-        },
-        &performEdit);
+    MediaFileAddition::start(window(), document_, target.mediaGroup, urls);
 }

@@ -2,6 +2,7 @@
 
 #include "app/ProgressWindowController.h"
 #include "config/MediaAssetTableModel.h"
+#include "config/MediaFileAddition.h"
 #include "config/TimeZoneComboBox.h"
 #include "config/ZonedDateTimeEdit.h"
 #include "document/Document.h"
@@ -14,7 +15,6 @@
 #include "presentation/EditPerformer.h"
 
 #include <QCoreApplication>
-#include <QDirIterator>
 #include <QDoubleSpinBox>
 #include <QDragMoveEvent>
 #include <QDropEvent>
@@ -80,29 +80,6 @@ QList<QUrl> chooseMediaFiles(QWidget* parent) {
     if (dialog.exec() != QDialog::Accepted)
         return {};
     return dialog.selectedUrls();
-}
-
-// A folder stands for the files in it and its subfolders, by name; hidden files stay out, as in the
-// file chooser.
-QList<QUrl> filesOf(const QList<QUrl>& urls) {
-    QList<QUrl> files;
-    for (const QUrl& url : urls) {
-        if (!url.isLocalFile())
-            continue;
-        const QString path = url.toLocalFile();
-        if (!QFileInfo(path).isDir()) {
-            files << url;
-            continue;
-        }
-        QStringList inside;
-        QDirIterator it(path, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-        while (it.hasNext())
-            inside << it.next();
-        inside.sort();
-        for (const QString& file : inside)
-            files << QUrl::fromLocalFile(file);
-    }
-    return files;
 }
 
 } // namespace
@@ -347,31 +324,8 @@ void MediaGroupConfigViewController::addFiles() {
 void MediaGroupConfigViewController::addUrls(const QList<QUrl>& urls) {
     if (!document_ || !group_)
         return;
-    const QList<QUrl> files = filesOf(urls);
-    if (files.isEmpty())
-        return;
-    auto* progress = new ProgressWindowController();
-    progress->setAttribute(Qt::WA_DeleteOnClose);
-    progress->setWindowTitle(tr("Add Media Files"));
-    progress->setAutoClose(true);
-    progress->begin(tr("Loading media files…"));
-    // A document closed meanwhile never reports back: its window goes with it.
-    connect(document_, &QObject::destroyed, progress, &QWidget::close);
-    progress_ = progress;
-    // The editor may be gone when the files are examined (another item selected): the window
-    // closes and the alert shows all the same.
-    QPointer<ProgressWindowController> window(progress);
-    QPointer<QWidget> parent(this->window());
-    Alert alert = alert_;
-    MediaFileAdder::add(
-        document_, files, group_, document_->eventTimezone(),
-        [window, parent, alert](const MediaFileAdder::Result& result) {
-            if (window)
-                window->done();
-            if (result.hasFailures())
-                alert(parent, MediaFileAdder::Result::alertMessage(), result.alertInformativeText());
-        },
-        &performEdit);
+    if (auto* progress = MediaFileAddition::start(window(), document_, group_, urls, alert_))
+        progress_ = progress;
 }
 
 void MediaGroupConfigViewController::removeSelectedAssets() {

@@ -1,5 +1,7 @@
 # Editors of the event: boats, their logs, races, media groups.
 target_sources(wakeline_ui PRIVATE
+  config/BoatConfigViewController.cpp
+  config/BoatConfigViewController.h
   config/ConfigOutlineModel.cpp
   config/ConfigOutlineModel.h
   config/ConfigViewController.cpp
@@ -8,8 +10,16 @@ target_sources(wakeline_ui PRIVATE
   config/ConfigWindowController.h
   config/EventConfigViewController.cpp
   config/EventConfigViewController.h
+  config/LogAssetTableModel.cpp
+  config/LogAssetTableModel.h
   config/LogImportController.cpp
   config/LogImportController.h
+  config/MediaAssetTableModel.cpp
+  config/MediaAssetTableModel.h
+  config/MediaFileAddition.cpp
+  config/MediaFileAddition.h
+  config/MediaGroupConfigViewController.cpp
+  config/MediaGroupConfigViewController.h
   config/PreferencesViewController.cpp
   config/PreferencesViewController.h
   config/RaceConfigViewController.cpp
@@ -19,6 +29,4 @@ target_sources(wakeline_ui PRIVATE
   config/ZonedDateTimeEdit.cpp
   config/ZonedDateTimeEdit.h
 )
-include(config/boat.cmake)
-include(config/mediagroup.cmake)
 list(APPEND WAKELINE_IMAGES Calendar.svg FinishFlag.svg)

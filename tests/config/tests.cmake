@@ -6,8 +6,11 @@ wakeline_widget_test(config_tests
   config/LogImportControllerTest.cpp
   config/PreferencesTest.cpp
   config/ConfigWindowTest.cpp
+  config/BoatConfigTest.cpp
+  config/MediaGroupConfigTest.cpp
+  # real photos and videos to add
+  media/MediaFixtures.cpp
 )
 # The real converter is found beside the test binary, as beside the program.
 add_dependencies(config_tests logutils-cli)
-include(config/boat.cmake)
-include(config/mediagroup.cmake)
+target_link_libraries(config_tests PRIVATE exiv2lib)
