@@ -123,9 +123,13 @@ void ConfigViewController::reload(Section section) {
         select(Item::of(editorItem_.section));
         return;
     }
-    if (index.isValid() && outlineView_->currentIndex() != index) {
+    // Rows that came or went may have moved the outline's selection; it shows the editor's item.
+    if (outlineView_->currentIndex() != index) {
         reloading_ = true;
-        outlineView_->setCurrentIndex(index);
+        if (index.isValid())
+            outlineView_->setCurrentIndex(index);
+        else
+            outlineView_->selectionModel()->clearCurrentIndex();
         reloading_ = false;
     }
 }
@@ -169,7 +173,13 @@ void ConfigViewController::selectionChanged() {
     };
     if (item.kind != Item::Kind::section && item.kind != Item::Kind::none && same())
         return;
-    delete editor_;
+    if (editor_) {
+        // A field that has the focus would report its editing finished while the editor is half
+        // destroyed. A user's click in the outline has committed it already.
+        for (QObject* child : editor_->findChildren<QObject*>())
+            child->blockSignals(true);
+        delete editor_;
+    }
     boatConfigViewController_ = nullptr;
     raceConfigViewController_ = nullptr;
     eventConfigViewController_ = nullptr;
@@ -192,9 +202,8 @@ void ConfigViewController::selectionChanged() {
         mediaGroupConfigViewController_->reloadTable();
         editor = mediaGroupConfigViewController_;
         break;
-    case Item::Kind::section:
+    case Item::Kind::section: // remembered, so that a reload keeps it selected; no editor
     case Item::Kind::none:
-        editorItem_ = {};
         break;
     }
     editor_ = editor;

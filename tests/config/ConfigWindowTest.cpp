@@ -107,6 +107,17 @@ TEST(ConfigWindow, OutlineAddsSelectsAndDeletesWithUndo) {
     EXPECT_EQ(view.currentEditor(), boatEditor);
     EXPECT_EQ(model.data(model.index(0, 0, model.indexOf(Section::Boats))).toString(), "Vento");
 
+    // A section row has no editor, and stays selected when rows come into it.
+    view.select(Item::of(Section::Boats));
+    EXPECT_FALSE(view.currentEditor());
+    toolbarAction(*window, "addBoat")->trigger();
+    view.select(Item::of(Section::Boats));
+    DocumentUndoStack::of(document).undo();
+    EXPECT_EQ(document.boats().size(), 2u);
+    EXPECT_EQ(view.outlineView()->currentIndex(), model.indexOf(Section::Boats));
+    view.select(Item::of(document.boats()[1]));
+    boatEditor = view.currentEditor();
+
     // The context menu of a section does nothing; that of a boat deletes it, as one undo step.
     QMenu* menu = view.contextMenu(model.indexOf(Section::Boats));
     ASSERT_FALSE(menu->actions().isEmpty());

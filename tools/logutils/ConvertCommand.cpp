@@ -34,6 +34,7 @@
 #include <future>
 #include <nlohmann/json.hpp>
 #include <span>
+#include <pthread.h>
 #include <unistd.h>
 
 namespace {
@@ -116,15 +117,33 @@ public:
     PendingOutput& operator=(const PendingOutput&) = delete;
 
     const std::string& path() const { return path_; }
+
+    // Renaming over an existing file makes ext4 allocate and start writing out every block of
+    // the new one at once (its guard for programs that replace files without syncing them), which
+    // took as long as writing the log. So a log already under that name is moved aside first and
+    // removed once the new one is in place; signals wait meanwhile, so that an interrupted run
+    // never leaves the name empty or the old log under another name.
     bool commit(const std::string& output, std::string& error) {
+        sigset_t blocked, previous;
+        sigemptyset(&blocked);
+        for (int signal : {SIGINT, SIGTERM, SIGHUP})
+            sigaddset(&blocked, signal);
+        pthread_sigmask(SIG_BLOCK, &blocked, &previous);
         std::error_code code;
+        const std::string aside = output + ".old-" + std::to_string(::getpid());
+        const bool movedAside = std::filesystem::is_regular_file(output, code) && ::rename(output.c_str(), aside.c_str()) == 0;
         std::filesystem::rename(path_, output, code);
         if (code) {
+            if (movedAside)
+                ::rename(aside.c_str(), output.c_str());
             error = "cannot move the finished log to " + output + ": " + code.message();
-            return false;
+        } else {
+            committed_ = true;
+            if (movedAside)
+                ::unlink(aside.c_str());
         }
-        committed_ = true;
-        return true;
+        pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+        return committed_;
     }
 
 private:
@@ -531,7 +550,7 @@ int ConvertCommand::run(const ConvertOptions& options) {
     for (const auto& name : figures.derivedNames())
         derivedColumns.push_back(figures.find(name));
     const std::size_t mergedCount = merged.columnCount(), outputCount = outputNames.size();
-    std::vector<double> slab;
+    Values slab;
     std::string error;
     bool written = false;
     SerialQueue::hdf().sync([&] {

@@ -62,7 +62,7 @@ TimeGrid::SortReport TimeGrid::sortRows(InputTable& table) {
 std::optional<double> TimeGrid::sampleRate(const InputTable& table) {
     if (table.rowCount() < 2)
         return std::nullopt;
-    std::vector<double> intervals(table.rowCount() - 1);
+    Values intervals(table.rowCount() - 1); // every one written below, so not zeroed first
     for (std::size_t i = 1; i < table.rowCount(); ++i)
         intervals[i - 1] = table.times[i] - table.times[i - 1];
     auto middle = intervals.begin() + static_cast<std::ptrdiff_t>(intervals.size() / 2);

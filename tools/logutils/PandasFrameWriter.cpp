@@ -1,5 +1,7 @@
 #include "PandasFrameWriter.h"
 
+#include "core/UninitializedAllocator.h"
+
 #include <algorithm>
 #include <functional>
 #include <future>
@@ -65,7 +67,8 @@ bool PandasFrameWriter::writeFrame(const std::string& group, const std::vector<s
     const std::uint64_t slabRows =
         std::max<std::uint64_t>(1, slabBytes / (8 * std::max<std::uint64_t>(1, width)));
     // Two slabs: the next one is computed on another thread while this one is written.
-    std::vector<double> slab, next;
+    // Uninitialised: every cell is written by the row source.
+    std::vector<double, UninitializedAllocator<double>> slab, next;
     auto fillSlab = [&](std::vector<double>& into, std::uint64_t first) {
         std::uint64_t count = std::min(slabRows, rows - first);
         into.resize(count * width);

@@ -10,6 +10,9 @@ namespace {
 enum Column { lat, lon, sog, cog, heading };
 constexpr const char* columnNames[] = {"Lat", "Lon", "SOG", "COG", "Heading"};
 
+// No track format writes a point with a time and a position in fewer bytes than this.
+constexpr std::size_t smallestPointBytes = 48;
+
 } // namespace
 
 TrackPoints::TrackPoints(InputTable& table, std::string_view text, std::string kind)
@@ -18,6 +21,13 @@ TrackPoints::TrackPoints(InputTable& table, std::string_view text, std::string k
     table_.columns.resize(5);
     for (int c = 0; c < 5; ++c)
         table_.columns[static_cast<std::size_t>(c)].name = columnNames[c];
+    // Room for as many points as the file could hold, so that the columns never move while they
+    // grow: moving them cost more than the points' parsing. Untouched pages of the reservation
+    // cost address space only.
+    const std::size_t mostPoints = text_.size() / smallestPointBytes + 1;
+    table_.times.reserve(mostPoints);
+    for (auto& column : table_.columns)
+        column.values.reserve(mostPoints);
 }
 
 std::int64_t TrackPoints::lineAt(std::ptrdiff_t offset) const {
