@@ -152,3 +152,7 @@ void Boat::setGpsOffset(double offset) {
     gpsOffset_ = offset;
     emit gpsOffsetChanged();
 }
+
+// Here rather than in the library's one object of all meta-object code, which would bring the
+// media libraries into the log converter, a user of Boat that needs none of them.
+#include "moc_Boat.cpp"

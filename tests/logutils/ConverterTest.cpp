@@ -299,6 +299,19 @@ TEST(Converter, FailsWithExitCodeTwoAndNoOutput) {
     expectFailure(ConverterRun::run({"info", empty}), "not a readable boat log");
     expectFailure(ConverterRun::run({"frobnicate"}), "unknown command");
 
+    // A second run to the same output replaces it whole and leaves nothing else behind.
+    const QString longer = run.write("longer.csv", "Utc,TWS\n" + unixText(t0) + ",1\n" + unixText(t0 + 1) +
+                                                       ",2\n" + unixText(t0 + 2) + ",3\n");
+    ASSERT_EQ(run.convert(output, {good}).exitCode, 0);
+    const QStringList withOutput = run.entries();
+    ASSERT_EQ(run.convert(output, {longer}).exitCode, 0);
+    EXPECT_EQ(run.entries(), withOutput);
+    auto replaced = run.open(output);
+    ASSERT_TRUE(replaced);
+    auto last = replaced->boatLog()->lastIndex();
+    ASSERT_TRUE(last);
+    EXPECT_EQ(cell(*replaced, last->index, "TWS"), 3.0);
+
     auto help = ConverterRun::run({"--help"});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(contains(help.out, "--gpsOffset"));

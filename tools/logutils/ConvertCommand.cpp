@@ -23,18 +23,22 @@
 #include "readers/VccReader.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fast_float/fast_float.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
 #include <span>
-#include <pthread.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -120,30 +124,24 @@ public:
 
     // Renaming over an existing file makes ext4 allocate and start writing out every block of
     // the new one at once (its guard for programs that replace files without syncing them), which
-    // took as long as writing the log. So a log already under that name is moved aside first and
-    // removed once the new one is in place; signals wait meanwhile, so that an interrupted run
-    // never leaves the name empty or the old log under another name.
+    // took as long as writing the log. Exchanging the two names does not; the old log, now under
+    // the temporary name, is then removed, by the signal handler too should one come in between.
     bool commit(const std::string& output, std::string& error) {
-        sigset_t blocked, previous;
-        sigemptyset(&blocked);
-        for (int signal : {SIGINT, SIGTERM, SIGHUP})
-            sigaddset(&blocked, signal);
-        pthread_sigmask(SIG_BLOCK, &blocked, &previous);
+        struct stat existing {};
+        if (::lstat(output.c_str(), &existing) == 0 && S_ISREG(existing.st_mode) &&
+            ::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, output.c_str(), RENAME_EXCHANGE) == 0) {
+            committed_ = true;
+            ::unlink(path_.c_str());
+            return true;
+        }
         std::error_code code;
-        const std::string aside = output + ".old-" + std::to_string(::getpid());
-        const bool movedAside = std::filesystem::is_regular_file(output, code) && ::rename(output.c_str(), aside.c_str()) == 0;
         std::filesystem::rename(path_, output, code);
         if (code) {
-            if (movedAside)
-                ::rename(aside.c_str(), output.c_str());
             error = "cannot move the finished log to " + output + ": " + code.message();
-        } else {
-            committed_ = true;
-            if (movedAside)
-                ::unlink(aside.c_str());
+            return false;
         }
-        pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-        return committed_;
+        committed_ = true;
+        return true;
     }
 
 private:
@@ -204,17 +202,47 @@ enum class ReadResult { read, skipped, failed };
 // A whole file, read into memory that is neither zeroed first nor faulted in 4 KiB at a time.
 using FileBytes = std::vector<char, UninitializedAllocator<char>>;
 
+// Bytes [begin, end) of the file into the same bytes of `text`; how many could be read.
+std::size_t readPart(int fd, FileBytes& text, std::size_t begin, std::size_t end) {
+    std::size_t at = begin;
+    while (at < end) {
+        const ssize_t n = ::pread(fd, text.data() + at, end - at, static_cast<off_t>(at));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        at += static_cast<std::size_t>(n);
+    }
+    return at - begin;
+}
+
 bool readWhole(const std::string& path, FileBytes& text, std::string& error) {
-    std::ifstream file(path, std::ios::binary);
-    std::error_code code;
-    const auto size = std::filesystem::file_size(path, code);
-    if (!file || code) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    if (fd < 0 || ::fstat(fd, &status) != 0) {
+        if (fd >= 0)
+            ::close(fd);
         error = "cannot read the file";
         return false;
     }
+    const auto size = static_cast<std::size_t>(status.st_size);
     text.resize(size);
-    file.read(text.data(), static_cast<std::streamsize>(size));
-    text.resize(static_cast<std::size_t>(file.gcount()));
+    // A large file in two halves at once: faulting in the fresh memory costs as much as copying
+    // the bytes, and the other core has nothing to do yet.
+    std::size_t middle = size >= (8 << 20) && std::thread::hardware_concurrency() > 1 ? size / 2 : size;
+    std::future<std::size_t> secondHalf;
+    if (middle < size) {
+        try {
+            secondHalf = std::async(std::launch::async, [&] { return readPart(fd, text, middle, size); });
+        } catch (const std::system_error&) {
+            middle = size; // no thread to be had: all of it here
+        }
+    }
+    const std::size_t first = readPart(fd, text, 0, middle);
+    const std::size_t second = secondHalf.valid() ? secondHalf.get() : 0;
+    ::close(fd);
+    // A file cut short meanwhile keeps what was read without a gap.
+    text.resize(first < middle ? first : middle + second);
     return true;
 }
 

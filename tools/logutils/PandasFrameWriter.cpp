@@ -68,8 +68,9 @@ bool PandasFrameWriter::writeFrame(const std::string& group, const std::vector<s
         std::max<std::uint64_t>(1, slabBytes / (8 * std::max<std::uint64_t>(1, width)));
     // Two slabs: the next one is computed on another thread while this one is written.
     // Uninitialised: every cell is written by the row source.
-    std::vector<double, UninitializedAllocator<double>> slab, next;
-    auto fillSlab = [&](std::vector<double>& into, std::uint64_t first) {
+    using Slab = std::vector<double, UninitializedAllocator<double>>;
+    Slab slab, next;
+    auto fillSlab = [&](Slab& into, std::uint64_t first) {
         std::uint64_t count = std::min(slabRows, rows - first);
         into.resize(count * width);
         rowSource(first, count, into.data());

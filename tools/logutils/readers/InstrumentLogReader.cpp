@@ -6,8 +6,10 @@
 #include <atomic>
 #include <cmath>
 #include <exception>
+#include <future>
 #include <limits>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <vector>
@@ -186,23 +188,43 @@ private:
         for (const auto& [name, index] : laterColumns)
             sources[static_cast<std::size_t>(columnByName_.at(name))] =
                 &later.columns[static_cast<std::size_t>(index)];
-        for (std::size_t c = 0; c < table_.columns.size(); ++c) {
-            InputColumn& column = table_.columns[c];
-            InputColumn* source = sources[c];
-            if (!source) {
-                column.values.resize(rows + later.rowCount(), missing);
-                continue;
+        auto appendColumns = [&](std::size_t first, std::size_t last) {
+            for (std::size_t c = first; c < last; ++c) {
+                InputColumn& column = table_.columns[c];
+                InputColumn* source = sources[c];
+                if (!source) {
+                    column.values.resize(rows + later.rowCount(), missing);
+                    continue;
+                }
+                column.values.insert(column.values.end(), source->values.begin(), source->values.end());
+                Values().swap(source->values); // so that the two halves are never held twice
+                column.numbers += source->numbers;
+                if (column.badCells == 0 && source->badCells > 0) {
+                    column.firstBadLine = source->firstBadLine + linesBefore;
+                    column.firstBad = source->firstBad;
+                }
+                column.badCells += source->badCells;
             }
-            column.values.insert(column.values.end(), source->values.begin(), source->values.end());
-            Values().swap(source->values); // so that the two halves are never held twice
-            column.numbers += source->numbers;
-            if (column.badCells == 0 && source->badCells > 0) {
-                column.firstBadLine = source->firstBadLine + linesBefore;
-                column.firstBad = source->firstBad;
-            }
-            column.badCells += source->badCells;
+        };
+        // Half of the columns on another thread: the copy is mostly the faulting in of the rows'
+        // fresh memory, and the second half's thread is done by now.
+        const std::size_t middle = table_.columns.size() / 2;
+        std::future<void> otherColumns;
+        try {
+            otherColumns = std::async(std::launch::async, appendColumns, middle, table_.columns.size());
+        } catch (const std::system_error&) {
+            appendColumns(middle, table_.columns.size()); // no thread to be had
         }
-        table_.times.insert(table_.times.end(), later.times.begin(), later.times.end());
+        try {
+            appendColumns(0, middle);
+            table_.times.insert(table_.times.end(), later.times.begin(), later.times.end());
+        } catch (...) {
+            if (otherColumns.valid())
+                otherColumns.wait();
+            throw;
+        }
+        if (otherColumns.valid())
+            otherColumns.get();
         table_.skipped.append(later.skipped, linesBefore);
     }
 

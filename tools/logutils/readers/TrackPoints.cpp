@@ -10,7 +10,8 @@ namespace {
 enum Column { lat, lon, sog, cog, heading };
 constexpr const char* columnNames[] = {"Lat", "Lon", "SOG", "COG", "Heading"};
 
-// No track format writes a point with a time and a position in fewer bytes than this.
+// Fewer bytes than this hardly hold a point's markup, time and position in any of the track
+// formats; a file with more points than that only makes the columns grow as they go.
 constexpr std::size_t smallestPointBytes = 48;
 
 } // namespace
