@@ -237,9 +237,7 @@ bool DocumentController::writePackage(Document& document, const QString& path) {
             return askSaveElsewhere(document, reason) && saveDocumentAs(&document);
         }
         presentError(tr("The document “%1” could not be saved.").arg(QFileInfo(path).completeBaseName()),
-                     error->failureReason() + (error->underlying.isEmpty()
-                                                   ? QString()
-                                                   : QStringLiteral("\n") + error->underlying));
+                     error->description(QStringLiteral("\n")));
         return false;
     }
     noteRecentDocument(document.packagePath());

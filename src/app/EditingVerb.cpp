@@ -43,8 +43,7 @@ int EditingVerb::run(const QString& packagePath, const std::function<Preparation
     auto edit = std::get<std::unique_ptr<DocumentEdit>>(std::move(prepared));
     edit->apply(document);
     if (auto error = DocumentPackageWriter::write(document, path)) {
-        std::fprintf(stderr, "%s%s%s\n", qPrintable(error->failureReason()),
-                     error->underlying.isEmpty() ? "" : " ", qPrintable(error->underlying));
+        std::fprintf(stderr, "%s\n", qPrintable(error->description(QStringLiteral(" "))));
         return 1;
     }
     nlohmann::ordered_json json;

@@ -56,8 +56,7 @@ int NewCommand::run(const QStringList& arguments) {
     Document document;
     document.setEventTimezone(zone);
     if (auto error = DocumentPackageWriter::write(document, path)) {
-        std::fprintf(stderr, "%s%s%s\n", qPrintable(error->failureReason()),
-                     error->underlying.isEmpty() ? "" : " ", qPrintable(error->underlying));
+        std::fprintf(stderr, "%s\n", qPrintable(error->description(QStringLiteral(" "))));
         return 1;
     }
     nlohmann::ordered_json json;

@@ -6,7 +6,6 @@
 #include "config/TimeZoneComboBox.h"
 #include "document/ChangeBoat.h"
 #include "document/Document.h"
-#include "document/LogImport.h"
 #include "document/RemoveLogAssets.h"
 #include "document/SetLogTimeZone.h"
 #include "metrics/Boat.h"
@@ -496,10 +495,7 @@ void BoatConfigViewController::addLogFiles() {
 bool BoatConfigViewController::importLogFiles(const QStringList& files) {
     if (!boat_ || !document_)
         return false;
-    QStringList logs;
-    for (const QString& file : files)
-        if (isConvertibleLogFile(file))
-            logs << file;
+    const QStringList logs = LogImportController::logFilesAmong(files);
     if (logs.isEmpty())
         return false;
     return LogImportController::start(document_, boat_, logs) != nullptr;

@@ -216,21 +216,25 @@ void LogImportController::chooseAndImport(QWidget* window, Document* document) {
         start(document, boat, files);
 }
 
-QStringList LogImportController::logFilesOf(const QMimeData* mime) {
-    QStringList files;
-    if (!mime || !mime->hasUrls())
-        return files;
-    for (const QUrl& url : mime->urls())
-        if (url.isLocalFile() && isConvertibleLogFile(url.toLocalFile()))
-            files << url.toLocalFile();
-    return files;
-}
-
-bool LogImportController::importDropped(QWidget* window, Document* document, const QStringList& files) {
+QStringList LogImportController::logFilesAmong(const QStringList& files) {
     QStringList logs;
     for (const QString& file : files)
         if (isConvertibleLogFile(file))
             logs << file;
+    return logs;
+}
+
+QStringList LogImportController::logFilesOf(const QMimeData* mime) {
+    QStringList files;
+    if (mime)
+        for (const QUrl& url : mime->urls())
+            if (url.isLocalFile())
+                files << url.toLocalFile();
+    return logFilesAmong(files);
+}
+
+bool LogImportController::importDropped(QWidget* window, Document* document, const QStringList& files) {
+    const QStringList logs = logFilesAmong(files);
     if (logs.isEmpty())
         return false;
     if (!document || !document->isEditable()) {

@@ -31,6 +31,8 @@ public:
     // Log files dropped on a document window: chooses the boat, then starts. Answers whether any
     // of the files was a log file.
     static bool importDropped(QWidget* window, Document* document, const QStringList& files);
+    // The files of `files` the converter reads, in order.
+    static QStringList logFilesAmong(const QStringList& files);
     // The local log files among dragged URLs.
     static QStringList logFilesOf(const QMimeData* mime);
     // Lets `window` take drops of log files for the document `document()` answers at the time.

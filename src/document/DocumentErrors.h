@@ -37,6 +37,10 @@ struct DocumentSavingError {
                    logAsset.toString(QUuid::WithoutBraces).toUpper() + " could not be created.";
         return "The document information could not be generated.";
     }
+    // The reason and, when there is one, what went wrong beneath it, joined by `separator`.
+    QString description(const QString& separator) const {
+        return underlying.isEmpty() ? failureReason() : failureReason() + separator + underlying;
+    }
 };
 
 inline bool DocumentSavingError::isFolderNotWritable() const {
