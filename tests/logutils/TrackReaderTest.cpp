@@ -1,4 +1,5 @@
 #include "logutils/ConverterFixture.h"
+#include "readers/GpxPieces.h"
 #include "readers/GpxReader.h"
 #include "readers/KmlReader.h"
 #include "readers/NmeaReader.h"
@@ -225,4 +226,82 @@ TEST(TrackReaders, SurviveGarbage) {
         for (std::size_t i = 1; i < table.rowCount(); ++i)
             ASSERT_TRUE(std::isfinite(table.times[i])) << text;
     }
+}
+
+// A long track is read in pieces on other threads; whatever the file holds, the table must be the
+// one reading it whole gives: the same points, drops, first drop's line and damage.
+TEST(TrackReaders, AGpxTrackReadInPiecesIsReadAsAWhole) {
+    auto point = [](int i, const char* eol = "\n") {
+        char text[200];
+        std::snprintf(
+            text, sizeof text,
+            "<trkpt lat=\"54.%04d\" lon=\"10.%04d\"><ele>1</ele><time>2023-06-01T12:%02d:%02dZ</time>"
+            "<extensions><ns3:speed>%d</ns3:speed></extensions></trkpt>%s",
+            i, i, i / 60 % 60, i % 60, i % 7, eol);
+        return std::string(text);
+    };
+    std::string points, crlf;
+    for (int i = 0; i < 60; ++i)
+        points += point(i), crlf += point(i, "\r\n");
+    const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<gpx version=\"1.1\"><metadata>"
+                             "<time>2023-06-01T00:00:00Z</time></metadata><trk><trkseg>\n";
+    const std::string unusable = "<trkpt lat=\"0\" lon=\"0\"><time>2023-06-01T13:00:00Z</time></trkpt>\n"
+                                 "<trkpt lat=\"54.1\" lon=\"10.1\"></trkpt>\n"
+                                 "<trkpt lat=\"54.1\" lon=\"10.1\"><time>yesterday</time></trkpt>\n";
+    const std::string oddPoints =
+        unusable + "<trkpt lat=\"54.1\" lon=\"10.1\"><time>2023-06-01T11:00:00Z</time></trkpt>\n";
+    const std::vector<std::string> files = {
+        head + points +
+            "</trkseg></trk>\n<rte><rtept lat=\"0\" "
+            "lon=\"0\"><time>2023-06-01T13:00:00Z</time></rtept></rte></gpx>",
+        head + points + "</trkseg><trkseg>" + oddPoints + points + "</trkseg></trk><trk><trkseg>" + points +
+            "</trkseg></trk><rte><rtept lat=\"54.2\" "
+            "lon=\"10.2\"><time>2023-06-01T14:00:00Z</time></rtept></rte></gpx>",
+        head + crlf + "</trkseg></trk></gpx>\r\n",
+        // Tags that are not tags: in comments, in CDATA sections, in values.
+        head + points.substr(0, 900) + points.substr(900, 200) +
+            "<!-- <trkpt lat=\"1\" lon=\"1\"> </trkseg> -->" + points + "<![CDATA[ <trkpt </trkseg> ]]>" +
+            points + "<desc a=\"<trkpt\"/>" + points + "</trkseg></trk></gpx>",
+        head + points + "<!-- " + points + " -->" + points + "</trkseg></trk></gpx>",
+        // Pieces must hold track points only.
+        head + points + "<wpt lat=\"1\" lon=\"2\"/>" + points + "<trkpt/>" + points + "</trkseg></trk></gpx>",
+        // Not a point left: the drops are told all the same.
+        head + unusable + unusable + unusable + "</trkseg></trk></gpx>",
+        // Damaged: a file cut short, a tag left open, a point inside a point, a zero byte.
+        head + points + std::string(40, '\0') + points + "</trkseg></trk></gpx>",
+        head + points + points.substr(0, points.size() / 2),
+        head + points + "<trkpt lat=\"1\" lon=\"2\"><time>2023-06-01T12:00:00Z</time>" + points +
+            "</trkseg></trk></gpx>",
+        head + points + "<trkpt lat=\"54.1\" lon=\"10.1\">" + point(1) + "</trkpt>" + points +
+            "</trkseg></trk></gpx>",
+    };
+    bool readInPieces = false;
+    for (std::size_t f = 0; f < files.size(); ++f) {
+        std::string copy = files[f];
+        InputTable whole;
+        std::string wholeError;
+        const bool wholeRead = GpxReader::read(copy, whole, wholeError, 0);
+        for (std::size_t pieceBytes : {1, 50, 180, 700, 2000}) {
+            SCOPED_TRACE("file " + std::to_string(f) + ", pieces of " + std::to_string(pieceBytes));
+            readInPieces = readInPieces || !GpxPieces(files[f], pieceBytes).empty();
+            copy = files[f];
+            InputTable table;
+            std::string error;
+            ASSERT_EQ(GpxReader::read(copy, table, error, pieceBytes), wholeRead);
+            EXPECT_EQ(error, wholeError);
+            EXPECT_EQ(table.kind, whole.kind);
+            ASSERT_EQ(table.rowCount(), whole.rowCount());
+            EXPECT_TRUE(std::equal(table.times.begin(), table.times.end(), whole.times.begin()));
+            ASSERT_EQ(table.columns.size(), whole.columns.size());
+            for (std::size_t c = 0; c < table.columns.size(); ++c)
+                for (std::size_t r = 0; r < table.rowCount(); ++r) {
+                    const double a = table.columns[c].values[r], b = whole.columns[c].values[r];
+                    ASSERT_TRUE(a == b || (std::isnan(a) && std::isnan(b)))
+                        << table.columns[c].name << " " << r;
+                }
+            EXPECT_EQ(table.skipped.lines().count, whole.skipped.lines().count);
+            EXPECT_EQ(table.skipped.lines().first(), whole.skipped.lines().first());
+        }
+    }
+    EXPECT_TRUE(readInPieces);
 }

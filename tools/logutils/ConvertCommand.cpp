@@ -279,7 +279,10 @@ ReadResult readInput(Input& input, std::string& error) {
         read = NmeaReader::read(*lines, input.table, reason);
     } else if (GpxReader::recognises(lines->head())) {
         lines.reset();
-        read = readXml(path, input.table, reason, GpxReader::read);
+        read =
+            readXml(path, input.table, reason, [](std::span<char> text, InputTable& table, std::string& why) {
+                return GpxReader::read(text, table, why);
+            });
     } else if (KmlReader::recognises(lines->head())) {
         lines.reset();
         read = readXml(path, input.table, reason, KmlReader::read);

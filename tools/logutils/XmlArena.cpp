@@ -5,6 +5,7 @@
 #include <new>
 #include <pugixml.hpp>
 #include <sys/mman.h>
+#include <thread>
 
 namespace {
 
@@ -18,7 +19,7 @@ XmlArena* current = nullptr;
 } // namespace
 
 XmlArena::XmlArena()
-    : previousAllocate_(pugi::get_memory_allocation_function()),
+    : owner_(std::this_thread::get_id()), previousAllocate_(pugi::get_memory_allocation_function()),
       previousDeallocate_(pugi::get_memory_deallocation_function()) {
     current = this;
     pugi::set_memory_management_functions(allocate, deallocate);
@@ -32,6 +33,10 @@ XmlArena::~XmlArena() {
 }
 
 void* XmlArena::allocate(std::size_t size) {
+    // Other threads parse small documents one after another (pieces of a long track): they
+    // reuse their memory, which the arena would not.
+    if (std::this_thread::get_id() != current->owner_)
+        return std::malloc(size);
     // pugixml treats a null answer as out of memory: the parse fails with that reason.
     size = (size + alignment - 1) / alignment * alignment;
     auto& blocks = current->blocks_;
@@ -54,4 +59,8 @@ void* XmlArena::allocate(std::size_t size) {
     return pointer;
 }
 
-void XmlArena::deallocate(void*) {}
+void XmlArena::deallocate(void* pointer) {
+    // A document lives and dies on one thread, so what another thread frees came from malloc.
+    if (std::this_thread::get_id() != current->owner_)
+        std::free(pointer);
+}

@@ -2,13 +2,14 @@
 
 #include <cstddef>
 #include <memory>
+#include <thread>
 #include <vector>
 
 // Memory for pugixml while one XML track is parsed. The tree of a track of hundreds of thousands
 // of points takes hundreds of megabytes in small pages; from large blocks on huge pages it
 // faults in hundreds of times less often, which was most of the time a GPX file took to read.
-// Nothing is freed until the arena goes; pugixml uses it for every document made meanwhile, so
-// all of them must be gone by then.
+// Nothing is freed until the arena goes; pugixml uses it for every document the creating thread
+// makes meanwhile, so all of them must be gone by then. Other threads get ordinary memory.
 class XmlArena {
 public:
     XmlArena();
@@ -25,6 +26,7 @@ private:
         std::size_t size;
         std::size_t used;
     };
+    std::thread::id owner_;
     std::vector<Block> blocks_;
     void* (*previousAllocate_)(std::size_t);
     void (*previousDeallocate_)(void*);

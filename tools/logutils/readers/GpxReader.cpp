@@ -1,5 +1,7 @@
 #include "readers/GpxReader.h"
 
+#include "readers/GpxPieces.h"
+#include "readers/GpxPoint.h"
 #include "readers/TrackPoints.h"
 #include "readers/XmlNodes.h"
 
@@ -7,56 +9,29 @@ using namespace XmlNodes;
 
 namespace {
 
-constexpr double knotsPerMetrePerSecond = 3600.0 / 1852.0;
+enum class Outcome { read, failed, readWhole };
 
-// The children of a point that carry its time, speed and course: the first of each name. One pass
-// over them, for a track has hundreds of thousands of points.
-struct PointChildren {
-    pugi::xml_node time, speed, course, extensions;
-
-    explicit PointChildren(const pugi::xml_node& point) {
-        for (pugi::xml_node c = point.first_child(); c; c = c.next_sibling()) {
-            if (c.type() != pugi::node_element)
-                continue;
-            const std::string_view name = localName(c);
-            pugi::xml_node* slot = name == "time"         ? &time
-                                   : name == "speed"      ? &speed
-                                   : name == "course"     ? &course
-                                   : name == "extensions" ? &extensions
-                                                          : nullptr;
-            if (slot && !*slot)
-                *slot = c;
-        }
-    }
-
-    // Speed or course: GPX 1.0's own element, else the first of that name in the point's
-    // extensions (Garmin's TrackPointExtension and the like).
-    double value(const pugi::xml_node& own, std::string_view name) const {
-        if (own)
-            return number(own);
-        if (extensions)
-            return number(descendant(extensions, name));
-        return NAN;
-    }
-};
-
-} // namespace
-
-bool GpxReader::recognises(std::string_view head) {
-    return looksLikeXmlWith(head, {"<gpx"});
-}
-
-bool GpxReader::read(std::span<char> text, InputTable& table, std::string& error) {
-    const std::string_view whole(text.data(), text.size());
+// Reads the document parsed from `text`, which is the file itself or the skeleton of `pieces`.
+Outcome readDocument(std::string_view file, std::span<char> text, GpxPieces* pieces, InputTable& table,
+                     std::string& error) {
     pugi::xml_document document;
     std::string damage;
     pugi::xml_node gpx = parseRoot(document, text, "gpx", damage, error);
+    if (pieces && (!gpx || !damage.empty()))
+        return Outcome::readWhole; // for the file's own damage report
     if (!gpx)
-        return false;
-    TrackPoints points(table, whole, std::string("GPX ") + gpx.attribute("version").as_string("1.1"));
+        return Outcome::failed;
+    TrackPoints points(table, file, std::string("GPX ") + gpx.attribute("version").as_string("1.1"));
     if (!damage.empty())
         points.drop(damage, -1);
+    std::size_t piecesMet = 0;
+    bool inOrder = true;
     forEachElement(gpx, [&](const pugi::xml_node& node) {
+        if (pieces && node.name() == GpxPieces::standIn) {
+            inOrder = inOrder && piecesMet < pieces->count() && pieces->addPoints(piecesMet, points);
+            ++piecesMet;
+            return false;
+        }
         std::string_view name = localName(node);
         if (name == "trkseg" || name == "rte") {
             points.startTrack();
@@ -64,15 +39,34 @@ bool GpxReader::read(std::span<char> text, InputTable& table, std::string& error
         }
         if (name != "trkpt" && name != "rtept")
             return name != "extensions" && name != "metadata";
-        const PointChildren children(node);
-        TrackPoints::Point point;
-        point.time = children.time.child_value();
-        point.lat = number(node.attribute("lat"));
-        point.lon = number(node.attribute("lon"));
-        point.sog = children.value(children.speed, "speed") * knotsPerMetrePerSecond;
-        point.cog = children.value(children.course, "course");
-        points.add(point, node.offset_debug());
+        const std::ptrdiff_t offset = node.offset_debug();
+        points.add(GpxPoint::of(node), pieces ? pieces->fileOffset(offset) : offset);
         return false;
     });
-    return points.finish(error);
+    if (pieces && (!inOrder || piecesMet != pieces->count()))
+        return Outcome::readWhole;
+    return points.finish(error) ? Outcome::read : Outcome::failed;
+}
+
+} // namespace
+
+bool GpxReader::recognises(std::string_view head) {
+    return looksLikeXmlWith(head, {"<gpx"});
+}
+
+bool GpxReader::read(std::span<char> text, InputTable& table, std::string& error, std::size_t pieceBytes) {
+    const std::string_view file(text.data(), text.size());
+    GpxPieces pieces(file, pieceBytes);
+    if (!pieces.empty()) {
+        pieces.start();
+        InputTable piecewise;
+        std::string reason;
+        const Outcome outcome = readDocument(file, pieces.skeleton(), &pieces, piecewise, reason);
+        if (outcome != Outcome::readWhole) {
+            table = std::move(piecewise); // with what was dropped when nothing was left
+            error = std::move(reason);
+            return outcome == Outcome::read;
+        }
+    }
+    return readDocument(file, text, nullptr, table, error) == Outcome::read;
 }

@@ -2,6 +2,7 @@
 
 #include "readers/InputTable.h"
 
+#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
@@ -11,7 +12,11 @@
 namespace GpxReader {
 
 bool recognises(std::string_view head);
-// Parses `text` in place. False, with the reason in `error`, when it is no GPX or has no point.
-bool read(std::span<char> text, InputTable& table, std::string& error);
+// Long tracks are read in pieces of about this many bytes (see GpxPieces).
+constexpr std::size_t pieceBytes = std::size_t{1} << 20;
+
+// Parses `text`, in place when it reads it whole. False, with the reason in `error`, when it is
+// no GPX or has no point. `pieces`: 0 reads the file whole.
+bool read(std::span<char> text, InputTable& table, std::string& error, std::size_t pieces = pieceBytes);
 
 } // namespace GpxReader

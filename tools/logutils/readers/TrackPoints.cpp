@@ -48,33 +48,53 @@ void TrackPoints::drop(std::string_view reason, std::ptrdiff_t offset, std::stri
     table_.skipped.skipLine(first ? lineAt(offset) : 0, SkipTally::describe(reason, text));
 }
 
-void TrackPoints::add(const Point& point, std::ptrdiff_t offset) {
+TrackPoints::Judged TrackPoints::judge(const Point& point) {
+    Judged judged;
     std::string_view timeText = point.time;
     while (!timeText.empty() && std::isspace(static_cast<unsigned char>(timeText.front())))
         timeText.remove_prefix(1);
     while (!timeText.empty() && std::isspace(static_cast<unsigned char>(timeText.back())))
         timeText.remove_suffix(1);
-    if (timeText.empty())
-        return drop("a point without a time", offset);
+    if (timeText.empty()) {
+        judged.dropReason = "a point without a time";
+        return judged;
+    }
     auto time = parseDateTime(timeText);
-    if (!time || !plausibleTime(time->seconds))
-        return drop("malformed time", offset, timeText);
+    if (!time || !plausibleTime(time->seconds)) {
+        judged.dropReason = "malformed time";
+        judged.dropText = timeText;
+        return judged;
+    }
     if (!std::isfinite(point.lat) || !std::isfinite(point.lon) || std::abs(point.lat) > 90.0 ||
-        std::abs(point.lon) > 180.0)
-        return drop("position out of range", offset);
-    if (point.lat == 0.0 && point.lon == 0.0)
-        return drop("position 0,0", offset);
-    if (time->seconds < lastTime_)
-        return drop("time going backwards", offset, timeText);
-    lastTime_ = time->seconds;
-    anyZone_ = anyZone_ || time->hasZone;
-    table_.times.push_back(time->seconds);
+        std::abs(point.lon) > 180.0) {
+        judged.dropReason = "position out of range";
+        return judged;
+    }
+    if (point.lat == 0.0 && point.lon == 0.0) {
+        judged.dropReason = "position 0,0";
+        return judged;
+    }
+    judged.time = time->seconds;
+    judged.hasZone = time->hasZone;
+    judged.dropText = timeText; // for a time going backwards, found only in add()
     const double values[] = {point.lat, point.lon, point.sog, point.cog, point.heading};
+    for (int c = 0; c < 5; ++c)
+        judged.values[c] = std::isfinite(values[c]) ? values[c] : nan();
+    return judged;
+}
+
+void TrackPoints::add(const Judged& point, std::ptrdiff_t offset) {
+    if (point.dropReason)
+        return drop(point.dropReason, offset, point.dropText);
+    if (point.time < lastTime_)
+        return drop("time going backwards", offset, point.dropText);
+    lastTime_ = point.time;
+    anyZone_ = anyZone_ || point.hasZone;
+    table_.times.push_back(point.time);
     for (int c = 0; c < 5; ++c) {
         InputColumn& target = column(c);
-        const double v = std::isfinite(values[c]) ? values[c] : nan();
-        target.values.push_back(v);
-        target.numbers += std::isfinite(v);
+        target.values.push_back(point.values[c]);
+        target.numbers += std::isfinite(point.values[c]);
     }
 }
 

@@ -21,13 +21,25 @@ public:
         double heading = nan();
     };
 
+    // A point as add() judges it on its own, before its place in the track is known. Judging is
+    // thread-safe, so that a long track's points can be judged on several threads.
+    struct Judged {
+        double time = nan();              // seconds since 1970
+        bool hasZone = false;             // the time said its zone
+        const char* dropReason = nullptr; // why the point is dropped, if it is
+        std::string_view dropText;        // the text that made it so, into the point's own text
+        double values[5] = {};            // lat, lon, SOG, COG, heading; NaN where absent
+    };
+    static Judged judge(const Point& point);
+
     // `text` is the whole file, for telling the line of a dropped point.
     TrackPoints(InputTable& table, std::string_view text, std::string kind);
 
     // A new track or segment: its first point may be earlier than the last of the one before.
     void startTrack() { lastTime_ = -INFINITY; }
     // `offset`: the point's byte offset in the file.
-    void add(const Point& point, std::ptrdiff_t offset);
+    void add(const Point& point, std::ptrdiff_t offset) { add(judge(point), offset); }
+    void add(const Judged& point, std::ptrdiff_t offset);
     // Counts a point that had no usable position or time before it reached add().
     void drop(std::string_view reason, std::ptrdiff_t offset, std::string_view text = {});
 
