@@ -5,6 +5,8 @@
 #include "readers/TrackPoints.h"
 #include "readers/XmlNodes.h"
 
+#include <memory>
+
 using namespace XmlNodes;
 
 namespace {
@@ -56,17 +58,17 @@ bool GpxReader::recognises(std::string_view head) {
 
 bool GpxReader::read(std::span<char> text, InputTable& table, std::string& error, std::size_t pieceBytes) {
     const std::string_view file(text.data(), text.size());
-    GpxPieces pieces(file, pieceBytes);
-    if (!pieces.empty()) {
-        pieces.start();
+    if (auto pieces = std::make_unique<GpxPieces>(file, pieceBytes); !pieces->empty()) {
+        pieces->start();
         InputTable piecewise;
         std::string reason;
-        const Outcome outcome = readDocument(file, pieces.skeleton(), &pieces, piecewise, reason);
+        const Outcome outcome = readDocument(file, pieces->skeleton(), pieces.get(), piecewise, reason);
         if (outcome != Outcome::readWhole) {
             table = std::move(piecewise); // with what was dropped when nothing was left
             error = std::move(reason);
             return outcome == Outcome::read;
         }
+        pieces.reset(); // its threads stop before the file is read whole
     }
     return readDocument(file, text, nullptr, table, error) == Outcome::read;
 }
