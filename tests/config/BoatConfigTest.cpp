@@ -6,15 +6,14 @@
 #include "document/Document.h"
 #include "presentation/DocumentUndoStack.h"
 #include "race/Race.h"
+#include "support/FileDrag.h"
 #include "support/LogFixture.h"
 
 #include <QApplication>
 #include <QComboBox>
 #include <QDoubleSpinBox>
-#include <QDropEvent>
 #include <QFile>
 #include <QLineEdit>
-#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTableView>
@@ -389,21 +388,7 @@ TEST(BoatConfig, DroppedOrChosenLogFilesAreImportedForTheBoat) {
     auto editor = event.editor(event.kai);
 
     auto drag = [&](QEvent::Type type, const QStringList& files) {
-        QMimeData mime;
-        QList<QUrl> urls;
-        for (const QString& file : files)
-            urls << QUrl::fromLocalFile(file);
-        mime.setUrls(urls);
-        std::unique_ptr<QDropEvent> drop;
-        if (type == QEvent::DragEnter)
-            drop = std::make_unique<QDragEnterEvent>(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton,
-                                                     Qt::NoModifier);
-        else
-            drop = std::make_unique<QDropEvent>(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton,
-                                                Qt::NoModifier);
-        drop->ignore();
-        QApplication::sendEvent(editor.get(), drop.get());
-        return drop->isAccepted();
+        return sendFileDrag(editor.get(), type, files);
     };
     EXPECT_FALSE(drag(QEvent::DragEnter, {event.dir.filePath("clip.mp4")}));
     EXPECT_TRUE(drag(QEvent::DragEnter, {event.dir.filePath("clip.mp4"), track}));

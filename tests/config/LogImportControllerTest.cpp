@@ -5,13 +5,12 @@
 #include "config/FakeConverter.h"
 #include "document/Document.h"
 #include "document/LogImport.h"
+#include "support/FileDrag.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QDropEvent>
 #include <QFile>
 #include <QLabel>
-#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
@@ -130,21 +129,7 @@ TEST(LogImportController, ImportsLogFilesDroppedOnAWindow) {
     QWidget window;
     LogImportController::acceptLogDrops(&window, [&event] { return &event.document; });
     auto drag = [&](QEvent::Type type, const QStringList& files) {
-        QMimeData mime;
-        QList<QUrl> urls;
-        for (const QString& file : files)
-            urls << QUrl::fromLocalFile(file);
-        mime.setUrls(urls);
-        std::unique_ptr<QDropEvent> drop;
-        if (type == QEvent::DragEnter)
-            drop = std::make_unique<QDragEnterEvent>(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton,
-                                                     Qt::NoModifier);
-        else
-            drop = std::make_unique<QDropEvent>(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton,
-                                                Qt::NoModifier);
-        drop->ignore();
-        QApplication::sendEvent(&window, drop.get());
-        return drop->isAccepted();
+        return sendFileDrag(&window, type, files);
     };
     EXPECT_FALSE(drag(QEvent::DragEnter, {event.dir.filePath("clip.mp4")}));
     EXPECT_TRUE(drag(QEvent::DragEnter, {event.dir.filePath("clip.mp4"), event.input()}));
