@@ -6,7 +6,9 @@
 //   repaint, camera moving  the same while the camera moves, so the chart is drawn anew each time
 //   peer            a bare QPainter drawing the same number of antialiased line segments, from
 //                   points already in view coordinates: the floor for the drawing
-//   map_render [--frames N]
+// With --color-by, the past tracks are coloured by that metric (a raw key, "BoatSpeed" say),
+// with the legend in the saved picture.
+//   map_render [--frames N] [--color-by KEY]
 
 #include "FleetFixture.h"
 #include "boatlog/LogFileAsset.h"
@@ -18,6 +20,7 @@
 #include "map/MapScene.h"
 #include "map/MapView.h"
 #include "map/RaceMap.h"
+#include "map/TrackColorLegend.h"
 #include "race/Race.h"
 
 #include <QApplication>
@@ -49,7 +52,7 @@ const QSize frameSize(1920, 1080);
 
 const std::vector<std::string> columns = {"Lat",        "Lon",       "Heading",   "COG",       "TWD",
                                           "TWS",        "TargetTWA", "TimeToGun", "BelowLine", "TimeToLine",
-                                          "TimeToBurn", "MkLat",     "MkLon"};
+                                          "TimeToBurn", "MkLat",     "MkLon",     "BoatSpeed"};
 
 // Each boat tacks its way about the start area on its own zigzag, so the tracks cross the view.
 void writeLog(const QString& path, int boat) {
@@ -65,19 +68,10 @@ void writeLog(const QString& path, int boat) {
         const double along = 3.0 * (std::fmod(s, 240.0) < 120.0 ? leg : 120.0 - leg);
         const MapCoordinate p = Geodesy::destination(
             Geodesy::destination(origin, 0, std::fmod(s, 600.0) * 0.5), 270.0, along * 0.7);
-        const double row[] = {p.latitude,
-                              p.longitude,
-                              course,
-                              course,
-                              10.0,
-                              14.0,
-                              42.0,
-                              gunSeconds - s,
-                              100.0,
-                              50.0,
-                              10.0,
-                              pin.latitude + 0.005,
-                              pin.longitude + 0.002};
+        const double row[] = {p.latitude, p.longitude, course, course, 10.0, 14.0, 42.0, gunSeconds - s,
+                              100.0, 50.0, 10.0, pin.latitude + 0.005, pin.longitude + 0.002,
+                              // Gusts and lulls, and the wobble of a speedo in waves.
+                              6.0 + std::sin(s * 0.07 + boat) + 0.3 * std::sin(s * 1.3 + 2.0 * boat)};
         std::copy(std::begin(row), std::end(row),
                   values.begin() + static_cast<std::ptrdiff_t>(r * columns.size()));
     }
@@ -155,11 +149,22 @@ int main(int argc, char** argv) {
     UserDefaults::useFile(QDir::temp().filePath("wakeline-map-render-bench-settings.ini"));
     Diagnostics::setStream(stderr);
     int frames = 400;
-    for (int i = 1; i + 1 < argc; ++i)
+    const char* colorBy = "";
+    for (int i = 1; i + 1 < argc; ++i) {
         if (std::strcmp(argv[i], "--frames") == 0)
             frames = std::max(1, std::atoi(argv[i + 1]));
+        if (std::strcmp(argv[i], "--color-by") == 0)
+            colorBy = argv[i + 1];
+    }
 
     Fleet fleet;
+    TrackColorLegend legend(&fleet.view);
+    if (*colorBy) {
+        fleet.raceMap->setTrackColorMetric(BoatMetric(colorBy));
+        fleet.raceMap->update(tick(0), false);
+        legend.move(10, 10);
+        legend.setContent(fleet.raceMap->trackColorMetric(), fleet.raceMap->trackColorScale());
+    }
     QImage image(frameSize, QImage::Format_ARGB32_Premultiplied);
     auto repaint = [&] {
         QPainter painter(&image);
@@ -171,7 +176,13 @@ int main(int argc, char** argv) {
         fleet.view.finishAnimation();
         repaint();
     });
-    image.save(QDir::temp().filePath("wakeline-map-render.png"));
+    {
+        // The picture with the views over the map (the legend), as the screen shows it.
+        QImage picture(frameSize, QImage::Format_ARGB32_Premultiplied);
+        fleet.view.render(&picture);
+        picture.save(
+            QDir::temp().filePath(*colorBy ? "wakeline-map-render-colored.png" : "wakeline-map-render.png"));
+    }
     const Timing paintOnly = measure(frames, [&](std::size_t) { repaint(); });
     // While the camera moves (a user's drag, a glide) the chart under the boats is drawn anew.
     const MapCoordinate center = fleet.scene.center();
@@ -200,14 +211,14 @@ int main(int argc, char** argv) {
     });
 
     std::printf("{\"frame\": \"%dx%d\", \"boats\": %d, \"overlays\": %zu, \"annotations\": %zu, "
-                "\"segments\": %zu, \"frames\": %d,\n"
+                "\"segments\": %zu, \"frames\": %d, \"track_color\": \"%s\",\n"
                 " \"update_repaint_ms\": {\"median\": %.3f, \"p90\": %.3f},\n"
                 " \"repaint_ms\": {\"median\": %.3f, \"p90\": %.3f},\n"
                 " \"repaint_camera_moving_ms\": {\"median\": %.3f, \"p90\": %.3f},\n"
                 " \"peer_bare_qpainter_ms\": {\"median\": %.3f, \"p90\": %.3f}}\n",
                 frameSize.width(), frameSize.height(), boatCount, fleet.scene.overlayCount(),
-                fleet.scene.annotations().size(), segments, frames, whole.median, whole.p90, paintOnly.median,
-                paintOnly.p90, moving.median, moving.p90, peer.median, peer.p90);
+                fleet.scene.annotations().size(), segments, frames, *colorBy ? colorBy : "boat", whole.median,
+                whole.p90, paintOnly.median, paintOnly.p90, moving.median, moving.p90, peer.median, peer.p90);
     if (!fleet.raceMap->burnLine() || !fleet.raceMap->startLine()) {
         std::fprintf(stderr, "the scene lacks its lines\n");
         return 1;

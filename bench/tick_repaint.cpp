@@ -3,6 +3,7 @@
 // repainted. The ticks come at the clock's pace, 25 a second, so that the video decodes ahead as it
 // does when playing. Next to it, from the same run: the repaint alone (no new position), and the
 // map's share (its view repainted after the position change, nothing else).
+//   tick_repaint [TICKS] [--color-by KEY]   KEY: the metric the map colours the past tracks by
 
 #include "BenchVideo.h"
 #include "FleetFixture.h"
@@ -53,7 +54,11 @@ int main(int argc, char** argv) {
     UserDefaults::useFile(QDir::temp().filePath("wakeline-tick-bench-settings.ini"));
     AppDelegate::registerDefaults();
     StandardViews::registerAll();
-    const int ticks = argc > 1 ? std::max(50, std::atoi(argv[1])) : 500;
+    const int ticks = argc > 1 && argv[1][0] != '-' ? std::max(50, std::atoi(argv[1])) : 500;
+    QString colorBy;
+    for (int i = 1; i + 1 < argc; ++i)
+        if (QByteArray(argv[i]) == "--color-by")
+            colorBy = QString::fromLocal8Bit(argv[i + 1]);
     const QString clip = BenchVideo::clip(QStringLiteral(WAKELINE_BENCH_DATA));
     if (clip.isEmpty())
         return 1;
@@ -71,6 +76,7 @@ int main(int argc, char** argv) {
     PresentationWindowController window;
     window.setCurrentDocument(&fleet.document);
     window.setLayout(PresentationLayout::videoMapTimeline);
+    window.setTrackColorMetric(colorBy);
     window.applyLayout();
     window.resize(1920, 1080);
     window.show();
@@ -130,8 +136,9 @@ int main(int argc, char** argv) {
     fleet.document.pause();
     std::printf(
         "ticks: %d, 20 boats, a 1080p25 H.264 video playing, videoMapTimeline at 1920x1080 offscreen, "
-        "%d cores\n",
-        ticks, QThread::idealThreadCount());
+        "%d cores, tracks in %s\n",
+        ticks, QThread::idealThreadCount(),
+        colorBy.isEmpty() ? "the boats' colours" : qPrintable("colours by " + colorBy));
     std::printf("video frame of the tick on screen at the tick: %d of %d ticks\n", exactFrames, ticks);
     std::printf(
         "tick (position signal -> all views repainted): median %.2f ms, p90 %.2f ms (goal: median <= 8 ms)\n",

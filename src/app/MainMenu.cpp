@@ -7,6 +7,7 @@
 #include "config/LogImportController.h"
 #include "document/Document.h"
 #include "presentation/MediaCommands.h"
+#include "presentation/MetricsTableViewController.h"
 #include "presentation/PresentationWindowController.h"
 #include "presentation/UndoActions.h"
 
@@ -152,6 +153,23 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
     };
     QObject::connect(&window, &PresentationWindowController::layoutApplied, layouts, checkLayout);
     checkLayout();
+    view->addSeparator();
+    auto* overlays = view->addAction(QObject::tr("Overlays…"), &window, [target] {
+        if (target)
+            target->openMetricsConfig();
+    });
+    overlays->setObjectName(QStringLiteral("OverlaySettings"));
+    overlays->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
+    overlays->setToolTip(
+        QObject::tr("The numbers shown over photos and videos, the media group and the sound"));
+    auto* tableRows = view->addAction(QObject::tr("Table Rows and Boats…"), &window, [target] {
+        if (auto* table = target ? target->rootView<MetricsTableViewController>() : nullptr)
+            table->openRowsConfig();
+    });
+    tableRows->setObjectName(QStringLiteral("TableRows"));
+    QObject::connect(view, &QMenu::aboutToShow, view, [tableRows, target] {
+        tableRows->setEnabled(target && target->rootView<MetricsTableViewController>());
+    });
 
     QMenu* playback = bar->addMenu(QObject::tr("&Playback"));
     for (const QString& identifier : PresentationWindowController::playbackCommandIdentifiers()) {

@@ -6,6 +6,7 @@
 #include "document/DocumentErrors.h"
 #include "document/DocumentOpener.h"
 #include "document/DocumentPackageReader.h"
+#include "presentation/MetricsOverlayView.h"
 #include "presentation/PresentationWindowController.h"
 #include "presentation/VideoPlaybackViewController.h"
 
@@ -23,6 +24,7 @@ namespace {
 int usage(const char* problem) {
     std::fprintf(stderr, "wakeline render: %s\n", problem);
     std::fprintf(stderr, "usage: wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n"
+                         "                       [--metrics KEY,...] [--metrics-before-gun KEY,...]\n"
                          "  LAYOUT: video, metrics, videoTimeline, videoMapTimeline, mapTimeline\n");
     return 2;
 }
@@ -41,6 +43,7 @@ int RenderCommand::run(const QStringList& arguments) {
     QString packagePath, output, layoutText = QStringLiteral("videoMapTimeline"),
                                  sizeText = QStringLiteral("1920x1080");
     std::optional<Instant> at;
+    std::optional<QStringList> metrics, metricsBeforeGun;
     for (int i = 1; i < arguments.size(); ++i) {
         const QString& argument = arguments[i];
         auto next = [&]() -> std::optional<QString> {
@@ -55,6 +58,16 @@ int RenderCommand::run(const QStringList& arguments) {
             at = parseTimeArgument(text->toStdString());
             if (!at)
                 return usage("--at: not a time (ISO 8601 or Unix seconds)");
+        } else if (argument == QLatin1String("--metrics") ||
+                   argument == QLatin1String("--metrics-before-gun")) {
+            auto text = next();
+            if (!text)
+                return usage("--metrics and --metrics-before-gun need metric keys, e.g. BoatSpeed,TWA");
+            // An empty text shows no numbers on that side of the gun.
+            QStringList keys = text->split(QLatin1Char(','), Qt::SkipEmptyParts);
+            for (QString& key : keys)
+                key = key.trimmed();
+            (argument == QLatin1String("--metrics") ? metrics : metricsBeforeGun) = keys;
         } else if (argument == QLatin1String("--layout")) {
             auto text = next();
             if (!text)
@@ -108,6 +121,9 @@ int RenderCommand::run(const QStringList& arguments) {
     window.setCurrentDocument(&document);
     window.setLayout(*layout);
     window.applyLayout();
+    if (metrics || metricsBeforeGun)
+        window.setDisplayedMetrics(metrics.value_or(window.displayedMetrics()),
+                                   metricsBeforeGun.value_or(window.displayedMetricsBeforeGun()));
     if (auto* video = window.videoViewController()) {
         video->setShowsControls(false);
         video->setUsesProxies(false);
@@ -144,6 +160,20 @@ int RenderCommand::run(const QStringList& arguments) {
                                 {"layout", layoutText.toStdString()}};
     if (auto position = document.eventPlaybackPosition())
         json["atUnix"] = position->unixSeconds();
+    if (auto* video = window.videoViewController(); video && video->metricsView()->isVisible()) {
+        // What the overlays say, for scripts that check a rendering without reading pixels.
+        MetricsOverlayContent::Content content = video->overlayContent();
+        nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+        for (const auto& row : content.rows) {
+            nlohmann::ordered_json item{{"name", row.name.toStdString()},
+                                        {"value", row.value.toStdString()},
+                                        {"unit", row.unit.toStdString()}};
+            if (content.secondaryBoat)
+                item["secondaryValue"] = row.secondaryValue.toStdString();
+            rows.push_back(std::move(item));
+        }
+        json["overlay"] = {{"beforeGun", content.beforeGun}, {"rows", std::move(rows)}};
+    }
     std::printf("%s\n", json.dump(2).c_str());
     return 0;
 }

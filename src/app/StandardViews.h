@@ -1,6 +1,6 @@
 #pragma once
 
-// Puts the four child views of presentation windows in the view factory under their
+// Puts the child views of presentation windows in the view factory under their
 // identifiers; called once at start-up.
 class StandardViews {
 public:

@@ -20,6 +20,12 @@ target_sources(wakeline_ui PRIVATE
   config/MediaFileAddition.h
   config/MediaGroupConfigViewController.cpp
   config/MediaGroupConfigViewController.h
+  config/MetricsConfigTableModel.cpp
+  config/MetricsConfigTableModel.h
+  config/MetricsConfigViewController.cpp
+  config/MetricsConfigViewController.h
+  config/MetricsTableConfigViewController.cpp
+  config/MetricsTableConfigViewController.h
   config/PreferencesViewController.cpp
   config/PreferencesViewController.h
   config/RaceConfigViewController.cpp

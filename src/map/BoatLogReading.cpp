@@ -1,6 +1,9 @@
 #include "map/BoatLogReading.h"
 
+#include "boatlog/DoubleArrayBoatLog.h"
+
 #include <cmath>
+#include <limits>
 
 std::optional<BoatLogIndex> BoatLogReading::lastIndexAtOrBefore(const BoatLog& log, Instant t) {
     auto last = log.lastIndex();
@@ -73,4 +76,35 @@ std::optional<double> BoatLogReading::heading(const std::optional<BoatLogView>& 
     if (auto heading = degrees(view, BoatMetric::Case::Heading))
         return heading;
     return degrees(view, BoatMetric::Case::COG);
+}
+
+void BoatLogReading::appendValues(const BoatLog& log, const BoatMetric& metric, BoatLogIndex first,
+                                  BoatLogIndex last, std::vector<double>& values) {
+    if (last.index < first.index)
+        return;
+    values.reserve(values.size() + static_cast<std::size_t>(last.index - first.index + 1));
+    if (auto* array = dynamic_cast<const DoubleArrayBoatLog*>(&log)) {
+        const std::int64_t column = array->metricsMapping().column(metric);
+        const std::int64_t row = array->rowSize();
+        const auto size = static_cast<std::int64_t>(array->values().size());
+        if (column == MetricColumnMap::none) {
+            values.insert(values.end(), static_cast<std::size_t>(last.index - first.index + 1),
+                          std::numeric_limits<double>::quiet_NaN());
+            return;
+        }
+        // A short value array (a damaged file) takes the checked path below.
+        if (row > 0 && first.index >= 0 && size - 1 - column >= 0 &&
+            last.index <= (size - 1 - column) / row) {
+            const double* data = array->values().data();
+            for (std::int64_t r = first.index; r <= last.index; ++r)
+                values.push_back(data[r * row + column]);
+            return;
+        }
+    }
+    for (BoatLogIndex i = first;; i = log.indexAfter(i)) {
+        auto value = log.value(i, metric);
+        values.push_back(value ? value->value() : std::numeric_limits<double>::quiet_NaN());
+        if (i.index >= last.index)
+            break;
+    }
 }

@@ -5,6 +5,7 @@
 #include "map/MapCoordinate.h"
 
 #include <optional>
+#include <vector>
 
 // What the map reads off a boat log: positions, angles and the records of a time window.
 struct BoatLogReading {
@@ -25,4 +26,9 @@ struct BoatLogReading {
     // The metric converted to `unit`; none when missing or of another dimension.
     static std::optional<double> value(const std::optional<BoatLogView>& view, BoatMetric metric,
                                        const Unit& unit);
+    // The metric's values of the records first…last in the log's own unit, NaN where missing,
+    // appended to `values`. Reads a log held in memory straight from its array: a race's worth
+    // of a fleet is millions of values.
+    static void appendValues(const BoatLog& log, const BoatMetric& metric, BoatLogIndex first,
+                             BoatLogIndex last, std::vector<double>& values);
 };

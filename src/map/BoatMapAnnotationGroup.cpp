@@ -7,10 +7,13 @@
 #include "map/ColorBlending.h"
 #include "map/Geodesy.h"
 #include "map/MapScene.h"
+#include "map/TrackColorMap.h"
+#include "map/TrackColorScale.h"
 #include "metrics/Boat.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 namespace {
@@ -27,8 +30,9 @@ std::vector<MapCoordinate> triangle(MapCoordinate bow, MapCoordinate stern, doub
 
 // Reads the positions straight from the log's array: a fleet's tracks are tens of thousands of
 // records per tick, too many for a lookup per value. False when the array cannot answer.
+// `records`, when given, receives the record of each point.
 bool appendArrayPositions(const DoubleArrayBoatLog& log, std::int64_t first, std::int64_t last,
-                          std::vector<MapCoordinate>& points) {
+                          std::vector<MapCoordinate>& points, std::vector<std::int64_t>* records) {
     const std::int64_t lat = log.metricsMapping().column(BoatMetric::Case::Lat);
     const std::int64_t lon = log.metricsMapping().column(BoatMetric::Case::Lon);
     const std::int64_t row = log.rowSize();
@@ -41,28 +45,36 @@ bool appendArrayPositions(const DoubleArrayBoatLog& log, std::int64_t first, std
     for (std::int64_t r = first; r <= last; ++r) {
         const double latitude = values[r * row + lat];
         const double longitude = values[r * row + lon];
-        if (!std::isnan(latitude) && !std::isnan(longitude))
+        if (!std::isnan(latitude) && !std::isnan(longitude)) {
             points.push_back({latitude, longitude});
+            if (records)
+                records->push_back(r);
+        }
     }
     return true;
 }
 
 // Appends the positions of the records first…last that have one.
 void appendPositions(const BoatLog& log, BoatLogIndex first, BoatLogIndex last,
-                     std::vector<MapCoordinate>& points) {
+                     std::vector<MapCoordinate>& points, std::vector<std::int64_t>* records = nullptr) {
     if (last < first)
         return;
     points.reserve(points.size() + static_cast<std::size_t>(last.index - first.index + 2));
+    if (records)
+        records->reserve(records->size() + static_cast<std::size_t>(last.index - first.index + 1));
     if (auto* array = dynamic_cast<const DoubleArrayBoatLog*>(&log))
-        if (appendArrayPositions(*array, first.index, last.index, points))
+        if (appendArrayPositions(*array, first.index, last.index, points, records))
             return;
     const BoatMetric lat(Case::Lat);
     const BoatMetric lon(Case::Lon);
     for (BoatLogIndex i = first;; i = log.indexAfter(i)) {
         auto latitude = log.value(i, lat);
         auto longitude = log.value(i, lon);
-        if (latitude && longitude)
+        if (latitude && longitude) {
             points.push_back({latitude->value(), longitude->value()});
+            if (records)
+                records->push_back(i.index);
+        }
         if (i.index >= last.index)
             break;
     }
@@ -125,16 +137,27 @@ void BoatMapAnnotationGroup::update(MapScene& map, const BoatLog* log, Instant t
     boatTrackLine_.reset();
     map.removeOverlay(boatTrackLineFuture_);
     boatTrackLineFuture_.reset();
+    boatTrackLineLevels_.reset();
 
     if (pastBoatTrackInterval > 0 && log) {
         std::vector<MapCoordinate> points;
+        std::vector<std::int64_t> records;
+        const bool colored = trackColorScale_ != nullptr;
         auto first = BoatLogReading::firstIndexAtOrAfter(*log, t - pastBoatTrackInterval);
         auto last = BoatLogReading::lastIndexAtOrBefore(*log, t);
         if (first && last)
-            appendPositions(*log, *first, *last, points);
+            appendPositions(*log, *first, *last, points, colored ? &records : nullptr);
         if (position)
             points.push_back(*position);
         if (!points.empty()) {
+            if (colored) {
+                std::optional<double> now;
+                if (position)
+                    now = BoatLogReading::value(view, trackColorScale_->metric(),
+                                                trackColorScale_->metric().unit())
+                              .value_or(std::numeric_limits<double>::quiet_NaN());
+                boatTrackLineLevels_ = pastTrackLevels(*log, first, last, records, now);
+            }
             boatTrackLine_ = MapOverlay::polyline(std::move(points));
             insertTrack(map, boatTrackLine_);
         }
@@ -176,6 +199,31 @@ void BoatMapAnnotationGroup::removeFromMap(MapScene& map) {
         map.removeOverlay(*overlay);
         overlay->reset();
     }
+    boatTrackLineLevels_.reset();
+}
+
+void BoatMapAnnotationGroup::setTrackColorScale(std::shared_ptr<const TrackColorScale> scale) {
+    trackColorScale_ = std::move(scale);
+    if (!trackColorScale_)
+        trackColors_.reset();
+}
+
+std::shared_ptr<const std::vector<std::uint8_t>> BoatMapAnnotationGroup::pastTrackLevels(
+    const BoatLog& log, const std::optional<BoatLogIndex>& first, const std::optional<BoatLogIndex>& last,
+    const std::vector<std::int64_t>& records, std::optional<double> valueAtPosition) {
+    auto levels = std::make_shared<std::vector<std::uint8_t>>();
+    levels->reserve(records.size() + 1);
+    if (first && last && !records.empty()) {
+        trackColors_.cover(log, trackColorScale_, *first, *last);
+        for (std::int64_t record : records)
+            levels->push_back(trackColors_.levelOf(record));
+    }
+    if (valueAtPosition)
+        levels->push_back(trackColorScale_->level(*valueAtPosition));
+    if (!TrackVertexColors::fillGaps(*levels))
+        return nullptr;
+    TrackVertexColors::holdSteps(*levels);
+    return levels;
 }
 
 bool BoatMapAnnotationGroup::owns(const MapOverlay& overlay) const {
@@ -193,6 +241,12 @@ MapOverlayRenderer BoatMapAnnotationGroup::renderer(const MapOverlay& overlay) c
     } else if (&overlay == boatTrackLine_.get()) {
         renderer.lineWidth = 1.0;
         renderer.strokeColor = color;
+        if (boatTrackLineLevels_) {
+            // A colour is hard to read on a hairline.
+            renderer.lineWidth = coloredTrackLineWidth;
+            renderer.vertexColorIndices = boatTrackLineLevels_;
+            renderer.palette = TrackColorMap::palette();
+        }
     } else if (&overlay == boatTrackLineFuture_.get()) {
         renderer.lineWidth = 1.0;
         renderer.strokeColor = blended(color, 0.5, whiteColor);

@@ -5,13 +5,18 @@
 #include "map/MapAnnotationViewStyle.h"
 #include "map/MapOverlay.h"
 #include "map/MapOverlayRenderer.h"
+#include "map/TrackVertexColors.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class Boat;
 class BoatLog;
 class MapScene;
+class TrackColorScale;
+struct BoatLogIndex;
 
 // Everything the race map shows of one boat: its outline, past and future tracks, the worm
 // marks where it will be in 30 s and 60 s, the wind arrow at the boat and its name label.
@@ -27,6 +32,10 @@ public:
     // Seconds.
     double pastBoatTrackInterval = 300.0;
     double futureBoatTrackInterval = 120.0;
+    // The past track's colours by a metric from the next update on; none: the boat's colour.
+    static constexpr double coloredTrackLineWidth = 2.0;
+    void setTrackColorScale(std::shared_ptr<const TrackColorScale> scale);
+    const std::shared_ptr<const TrackColorScale>& trackColorScale() const { return trackColorScale_; }
 
     // Shows the boat at `t` from `log` (none: the boat has no log, and shows nothing).
     void update(MapScene& map, const BoatLog* log, Instant t);
@@ -51,12 +60,25 @@ public:
     const MapOverlayPtr& boatOutline() const { return boatOutline_; }
     const MapOverlayPtr& boatTrackLine() const { return boatTrackLine_; }
     const MapOverlayPtr& boatTrackLineFuture() const { return boatTrackLineFuture_; }
+    // The colour levels of the past track's vertices; none while it has its boat's colour.
+    const std::shared_ptr<const std::vector<std::uint8_t>>& boatTrackLineLevels() const {
+        return boatTrackLineLevels_;
+    }
+    // The log records the past track's colours were read from, for checks.
+    const TrackVertexColors& trackVertexColors() const { return trackColors_; }
 
 private:
     // Shows or hides an annotation, keeping its "added" flag in step with the map.
     static void show(MapScene& map, const MapAnnotationPtr& annotation, bool& added, bool visible);
     // Below the outline, else at the bottom.
     void insertTrack(MapScene& map, const MapOverlayPtr& track) const;
+    // The levels of the past track's points: those of `records`, then the one of the value at
+    // the boat's position when the track ends there (NaN: missing). None when no point has one.
+    std::shared_ptr<const std::vector<std::uint8_t>> pastTrackLevels(const BoatLog& log,
+                                                                     const std::optional<BoatLogIndex>& first,
+                                                                     const std::optional<BoatLogIndex>& last,
+                                                                     const std::vector<std::int64_t>& records,
+                                                                     std::optional<double> valueAtPosition);
 
     std::shared_ptr<Boat> boat_;
     std::shared_ptr<MapAnnotation> wormTime30Annotation_;
@@ -70,4 +92,7 @@ private:
     MapOverlayPtr boatOutline_;
     MapOverlayPtr boatTrackLine_;
     MapOverlayPtr boatTrackLineFuture_;
+    std::shared_ptr<const TrackColorScale> trackColorScale_;
+    TrackVertexColors trackColors_;
+    std::shared_ptr<const std::vector<std::uint8_t>> boatTrackLineLevels_;
 };

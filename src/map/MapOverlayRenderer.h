@@ -2,6 +2,8 @@
 
 #include "core/RgbColor.h"
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -15,4 +17,9 @@ struct MapOverlayRenderer {
     double fillAlpha = 1.0;
     // Alternating on and off lengths; empty draws a solid line.
     std::vector<double> lineDashPattern;
+    // A line in many colours: a palette index per vertex of the overlay, each segment drawn in the
+    // colour of the vertex it starts from; the palette holds 0xAARRGGBB colours. Without them (or
+    // when they do not fit the overlay) the line is drawn in strokeColor.
+    std::shared_ptr<const std::vector<std::uint8_t>> vertexColorIndices;
+    std::shared_ptr<const std::vector<std::uint32_t>> palette;
 };

@@ -3,7 +3,7 @@
 #include "core/UserDefaults.h"
 #include "map/MapAnnotation.h"
 #include "map/MapAnnotationView.h"
-#include "map/MapOverlay.h"
+#include "map/MapOverlayPainter.h"
 #include "map/MapScene.h"
 #include "map/MapViewDelegate.h"
 #include "map/MbTilesSource.h"
@@ -25,8 +25,6 @@ constexpr int maximumCachedTiles = 160;
 constexpr qint64 tileRetryMilliseconds = 30000;
 // How far back the map looks for a coarser tile to stretch while the right one loads.
 constexpr int fallbackLevels = 5;
-// Points of a line closer than this to the last drawn one (view points) add nothing visible.
-constexpr double minimumSegment = 0.5;
 constexpr double keyZoomFactor = 2.0;
 constexpr double keyPanStep = 80.0;
 
@@ -40,12 +38,6 @@ QString backgroundName(MapView::Background background) {
         break;
     }
     return QStringLiteral("offline");
-}
-
-// Unlike QRectF::intersects, true for a box of no width or height: a line that runs straight
-// across the view is still seen.
-bool overlaps(const QRectF& view, double minX, double minY, double maxX, double maxY) {
-    return maxX >= view.left() && minX <= view.right() && maxY >= view.top() && minY <= view.bottom();
 }
 
 double interpolateAngle(double from, double to, double t) {
@@ -311,7 +303,7 @@ void MapView::paintMap(QPainter& painter, const MapViewport& viewport) {
     painter.setRenderHint(QPainter::Antialiasing, true);
     paintBackground(painter, viewport);
     if (scene_) {
-        paintOverlays(painter, viewport);
+        overlayPainter_.paint(painter, viewport, scene_->overlays(), delegate_);
         paintAnnotations(painter, viewport);
     }
     offline_.paintScaleBar(painter, viewport);
@@ -341,79 +333,6 @@ void MapView::paintBackground(QPainter& painter, const MapViewport& viewport) {
         backgroundKey_ = key;
     }
     painter.drawImage(QPointF(0, 0), backgroundCache_);
-}
-
-void MapView::paintOverlays(QPainter& painter, const MapViewport& viewport) {
-    const QRectF view(QPointF(0, 0), viewport.viewSize());
-    QPen pen;
-    pen.setCapStyle(Qt::RoundCap);
-    pen.setJoinStyle(Qt::RoundJoin);
-    for (const MapOverlayPtr& overlay : scene_->overlays()) {
-        const MapOverlayRenderer renderer =
-            delegate_ ? delegate_->rendererFor(*overlay) : MapOverlayRenderer{};
-        const double width = std::max(renderer.lineWidth, 0.0);
-        pen.setWidthF(width);
-        pen.setColor(MapAnnotationView::qColor(renderer.strokeColor, renderer.strokeAlpha));
-        if (renderer.lineDashPattern.empty() || width <= 0) {
-            pen.setStyle(Qt::SolidLine);
-            pen.setCapStyle(Qt::RoundCap);
-        } else {
-            // The pattern is in view points; Qt counts it in line widths.
-            QList<qreal> dashes;
-            for (double length : renderer.lineDashPattern)
-                dashes.append(std::max(length, 0.01) / width);
-            if (dashes.size() % 2 == 1)
-                dashes.append(dashes.back());
-            pen.setDashPattern(dashes);
-            pen.setCapStyle(Qt::FlatCap);
-        }
-        const bool stroked = width > 0;
-        painter.setPen(stroked ? pen : QPen(Qt::NoPen));
-        if (renderer.fillColor && overlay->kind() != MapOverlay::Kind::Polyline)
-            painter.setBrush(MapAnnotationView::qColor(*renderer.fillColor, renderer.fillAlpha));
-        else
-            painter.setBrush(Qt::NoBrush);
-        const double margin = width + 1.0;
-        const QRectF visible = view.adjusted(-margin, -margin, margin, margin);
-
-        if (overlay->kind() == MapOverlay::Kind::Circle) {
-            const QPointF center = viewport.viewPoint(overlay->center());
-            const double radius = overlay->radius() * mapPointsPerMetre(overlay->center().latitude) /
-                                  viewport.mapPointsPerViewPoint();
-            if (!std::isfinite(radius) || radius < 0 ||
-                !overlaps(visible, center.x() - radius, center.y() - radius, center.x() + radius,
-                          center.y() + radius))
-                continue;
-            painter.drawEllipse(center, radius, radius);
-            continue;
-        }
-
-        const auto& coordinates = overlay->points();
-        points_.clear();
-        double minX = 1e300, minY = 1e300, maxX = -1e300, maxY = -1e300;
-        const std::size_t count = coordinates.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const QPointF p = viewport.viewPoint(coordinates[i]);
-            if (!std::isfinite(p.x()) || !std::isfinite(p.y()))
-                continue;
-            // Dense tracks put many samples into one pixel; only the last point must stay exact.
-            if (!points_.empty() && i + 1 < count && std::abs(p.x() - points_.back().x()) < minimumSegment &&
-                std::abs(p.y() - points_.back().y()) < minimumSegment)
-                continue;
-            points_.push_back(p);
-            minX = std::min(minX, p.x());
-            maxX = std::max(maxX, p.x());
-            minY = std::min(minY, p.y());
-            maxY = std::max(maxY, p.y());
-        }
-        if (points_.size() < 2 || !overlaps(visible, minX, minY, maxX, maxY))
-            continue;
-        if (overlay->kind() == MapOverlay::Kind::Polygon)
-            painter.drawPolygon(points_.data(), int(points_.size()));
-        else
-            painter.drawPolyline(points_.data(), int(points_.size()));
-    }
-    painter.setBrush(Qt::NoBrush);
 }
 
 MapAnnotationView* MapView::viewFor(const std::shared_ptr<MapAnnotation>& annotation) {
@@ -626,5 +545,6 @@ void MapView::contextMenuEvent(QContextMenuEvent* event) {
     // The background is chosen in the Preferences, for every map at once.
     QMenu menu(this);
     menu.addAction(tr("Reset Camera"), this, &MapView::resetRequested);
+    emit contextMenuAboutToShow(&menu);
     menu.exec(event->globalPos());
 }

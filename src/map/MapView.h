@@ -1,5 +1,6 @@
 #pragma once
 
+#include "map/MapOverlayPainter.h"
 #include "map/MapViewport.h"
 #include "map/OfflineBackground.h"
 #include "map/TileSource.h"
@@ -20,6 +21,7 @@ class MapAnnotation;
 class MapAnnotationView;
 class MapScene;
 class MapViewDelegate;
+class QMenu;
 class QVariantAnimation;
 
 // The race map's widget: draws a MapScene (Web Mercator, turned by the camera heading) through
@@ -72,6 +74,8 @@ signals:
     // The user asked for the map's own camera back (key 0, double-click).
     void resetRequested();
     void backgroundChanged();
+    // The context menu is about to open: the map's owner may add its own entries.
+    void contextMenuAboutToShow(QMenu* menu);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -119,7 +123,6 @@ private:
     void paintBackground(QPainter& painter, const MapViewport& viewport);
     void paintTiles(QPainter& painter, const MapViewport& viewport);
     bool paintCachedTile(QPainter& painter, TileKey key, const QRectF& target);
-    void paintOverlays(QPainter& painter, const MapViewport& viewport);
     void paintAnnotations(QPainter& painter, const MapViewport& viewport);
     void paintStatus(QPainter& painter, const MapViewport& viewport);
     MapAnnotationView* viewFor(const std::shared_ptr<MapAnnotation>& annotation);
@@ -153,8 +156,7 @@ private:
     std::unordered_map<const MapAnnotation*, AnnotationEntry> annotationViews_;
     std::unordered_multimap<QString, std::unique_ptr<MapAnnotationView>> reusableViews_;
     std::uint64_t frame_ = 0;
-    // Reused for every line so that drawing allocates nothing once warmed up.
-    std::vector<QPointF> points_;
+    MapOverlayPainter overlayPainter_;
 
     bool dragging_ = false;
     QPointF lastDragPoint_;

@@ -2,10 +2,12 @@
 
 #include "boatlog/LogFileAsset.h"
 #include "document/Document.h"
+#include "document/RaceAtPosition.h"
 #include "map/BoatLogReading.h"
 #include "map/ColorBlending.h"
 #include "map/Geodesy.h"
 #include "map/MapScene.h"
+#include "map/TrackColorScale.h"
 #include "metrics/Boat.h"
 #include "race/Race.h"
 
@@ -23,6 +25,8 @@ constexpr double markLaylineLength = 5000.0;
 constexpr double startLaylineLength = 1000.0;
 // Beyond 45° off the wind a start-line layline says nothing useful; the mark's keep the target.
 constexpr double startLaylineMaximumAngle = 45.0;
+// Races and log sets whose colour scales are kept: a day's races, and then some.
+constexpr std::size_t scaleCacheSize = 16;
 
 bool differ(MapCoordinate a, MapCoordinate b) {
     return std::fabs(a.latitude - b.latitude) >= epsilon || std::fabs(a.longitude - b.longitude) >= epsilon;
@@ -75,6 +79,7 @@ void RaceMap::setDocument(Document* document) {
     document_ = document;
     lastCameraUpdate_.reset();
     markSearch_ = {};
+    scaleCache_.clear();
     mainBoat_ = document ? document->mainBoat() : nullptr;
     rebuildAnnotationGroups();
     auto t = timeToShow();
@@ -103,6 +108,14 @@ void RaceMap::setTrackIntervals(const TrackIntervals& intervals) {
         group->pastBoatTrackInterval = isMain ? intervals_.past : intervals_.pastAux;
         group->futureBoatTrackInterval = isMain ? intervals_.future : intervals_.futureAux;
     }
+    if (auto t = timeToShow())
+        update(*t, false);
+}
+
+void RaceMap::setTrackColorMetric(std::optional<BoatMetric> metric) {
+    if (metric == trackColorMetric_)
+        return;
+    trackColorMetric_ = std::move(metric);
     if (auto t = timeToShow())
         update(*t, false);
 }
@@ -145,9 +158,12 @@ void RaceMap::update(Instant t, bool seeked) {
     removeOverlay(starboardLayline_);
 
     // 3. Every boat.
+    updateTrackColorScale(t);
     if (document)
-        for (auto& [boat, group] : boatAnnotationGroups_)
+        for (auto& [boat, group] : boatAnnotationGroups_) {
+            group->setTrackColorScale(trackColorScale_);
             group->update(map_, boatLogAt(*document, boat, t).get(), t);
+        }
 
     // 4., 5. The main boat's mark, position, heading and time to gun.
     std::shared_ptr<const BoatLog> log;
@@ -436,6 +452,42 @@ void RaceMap::updateMark() {
         markRoomCenterCoordinate_ = markCoordinate_;
         map_.addOverlay(markRoomCircle_);
     }
+}
+
+void RaceMap::updateTrackColorScale(Instant t) {
+    if (!trackColorMetric_ || !document_) {
+        trackColorScale_.reset();
+        return;
+    }
+    std::optional<std::pair<Instant, Instant>> window;
+    if (auto race = raceAtPosition(document_->races(), t))
+        window = std::pair{race->time(), race->bestGuessFinishTime()};
+    scaleLogs_.clear();
+    for (const auto& asset : document_->allLogAssets())
+        if (asset->boatLog())
+            scaleLogs_.push_back(asset->boatLog());
+    auto sameLogs = [this](const std::vector<std::weak_ptr<const BoatLog>>& logs) {
+        if (logs.size() != scaleLogs_.size())
+            return false;
+        for (std::size_t i = 0; i < logs.size(); ++i)
+            if (logs[i].owner_before(scaleLogs_[i]) || scaleLogs_[i].owner_before(logs[i]))
+                return false;
+        return true;
+    };
+    for (const auto& entry : scaleCache_)
+        if (entry.metric == *trackColorMetric_ && entry.window == window && sameLogs(entry.logs)) {
+            trackColorScale_ = entry.scale;
+            return;
+        }
+    std::shared_ptr<const TrackColorScale> scale;
+    if (auto found = TrackColorScale::ofLogs(*trackColorMetric_, scaleLogs_,
+                                             window ? std::optional(window->first) : std::nullopt,
+                                             window ? std::optional(window->second) : std::nullopt))
+        scale = std::make_shared<const TrackColorScale>(std::move(*found));
+    if (scaleCache_.size() >= scaleCacheSize)
+        scaleCache_.erase(scaleCache_.begin());
+    scaleCache_.push_back({*trackColorMetric_, window, {scaleLogs_.begin(), scaleLogs_.end()}, scale});
+    trackColorScale_ = std::move(scale);
 }
 
 void RaceMap::removeOverlay(MapOverlayPtr& overlay) {

@@ -5,6 +5,7 @@
 #include "map/MapCoordinate.h"
 #include "map/MapViewDelegate.h"
 #include "map/TrackIntervals.h"
+#include "metrics/BoatMetric.h"
 
 #include <QPointer>
 #include <array>
@@ -20,6 +21,7 @@ class BoatLog;
 class Document;
 class MapScene;
 class Race;
+class TrackColorScale;
 
 // What the race map shows at a playback time and what its camera does: every boat through its
 // own BoatMapAnnotationGroup, and for the main boat the race geometry (mark laylines, start line
@@ -47,6 +49,13 @@ public:
     // Track lengths; the groups take theirs at once and the map updates.
     void setTrackIntervals(const TrackIntervals& intervals);
     const TrackIntervals& trackIntervals() const { return intervals_; }
+
+    // The metric the past tracks are coloured by; none: each boat's own colour. The map updates.
+    void setTrackColorMetric(std::optional<BoatMetric> metric);
+    const std::optional<BoatMetric>& trackColorMetric() const { return trackColorMetric_; }
+    // The colour scale of the last update: that of the race at the playback position, or of the
+    // whole logs without one. None with the boat colour, and when no log has the metric.
+    const std::shared_ptr<const TrackColorScale>& trackColorScale() const { return trackColorScale_; }
 
     // The document's notifications.
     void playbackPositionChanged(std::optional<Instant> position, bool seeked);
@@ -105,6 +114,9 @@ private:
     void redrawBurnLine();
     void updateMark();
     void removeOverlay(MapOverlayPtr& overlay);
+    // Takes the colour scale for `t`, working it out only for a race or a set of logs it has not
+    // seen: a race of a fleet is millions of records, too many to go through per tick.
+    void updateTrackColorScale(Instant t);
 
     MapScene& map_;
     QPointer<Document> document_;
@@ -138,4 +150,17 @@ private:
         Instant foundTime;
     };
     MarkSearch markSearch_;
+
+    std::optional<BoatMetric> trackColorMetric_;
+    std::shared_ptr<const TrackColorScale> trackColorScale_;
+    struct ScaleCacheEntry {
+        BoatMetric metric;
+        // The race's gun and finish; none: the logs whole.
+        std::optional<std::pair<Instant, Instant>> window;
+        std::vector<std::weak_ptr<const BoatLog>> logs;
+        // None when no record had a value.
+        std::shared_ptr<const TrackColorScale> scale;
+    };
+    std::vector<ScaleCacheEntry> scaleCache_;
+    std::vector<std::shared_ptr<const BoatLog>> scaleLogs_;
 };

@@ -1,24 +1,39 @@
 #include "map/RaceMapViewController.h"
 
+#include "boatlog/BoatLog.h"
+#include "boatlog/LogFileAsset.h"
 #include "core/UserDefaults.h"
 #include "document/Document.h"
 #include "map/MapScene.h"
 #include "map/MapView.h"
 #include "map/RaceMap.h"
+#include "map/TrackColorLegend.h"
 #include "map/TrackIntervals.h"
+#include "metrics/MetricPresentation.h"
 
+#include <QActionGroup>
+#include <QMenu>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
+
+namespace {
+// Clear of the scale bar (bottom left), the north arrow (top right) and the status line (top middle).
+constexpr int legendMargin = 10;
+} // namespace
 
 RaceMapViewController::RaceMapViewController(QWidget* parent)
     : DocumentObservingViewController(parent), scene_(std::make_unique<MapScene>()),
-      raceMap_(std::make_unique<RaceMap>(*scene_)), mapView_(new MapView(this)) {
+      raceMap_(std::make_unique<RaceMap>(*scene_)), mapView_(new MapView(this)),
+      legend_(new TrackColorLegend(mapView_)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(mapView_);
     mapView_->setScene(scene_.get());
     mapView_->setDelegate(raceMap_.get());
     connect(mapView_, &MapView::resetRequested, this, &RaceMapViewController::resetCamera);
+    connect(mapView_, &MapView::contextMenuAboutToShow, this, &RaceMapViewController::addTrackColorMenu);
+    legend_->move(legendMargin, legendMargin);
 }
 
 RaceMapViewController::~RaceMapViewController() {
@@ -55,22 +70,88 @@ void RaceMapViewController::stopObservingDefaults() {
 
 void RaceMapViewController::readTrackIntervals() {
     raceMap_->setTrackIntervals(TrackIntervals::read(UserDefaults::standard()));
+    updateLegend();
 }
 
 void RaceMapViewController::documentDidChange() {
     raceMap_->setDocument(document());
+    updateLegend();
 }
 
 void RaceMapViewController::didUpdateRaces() {
     raceMap_->racesChanged();
+    updateLegend();
 }
 
 void RaceMapViewController::didUpdateBoats() {
     raceMap_->boatsChanged();
+    updateLegend();
 }
 
 void RaceMapViewController::didUpdatePlaybackPosition(std::optional<Instant> position, bool seeked) {
     raceMap_->playbackPositionChanged(position, seeked);
+    updateLegend();
+}
+
+QString RaceMapViewController::trackColorMetric() const {
+    const auto& metric = raceMap_->trackColorMetric();
+    return metric ? QString::fromStdString(metric->rawKey()) : QString();
+}
+
+void RaceMapViewController::setTrackColorMetric(const QString& rawKey) {
+    const QString key = rawKey.trimmed();
+    std::optional<BoatMetric> metric;
+    if (!key.isEmpty())
+        metric = BoatMetric(key.toStdString());
+    if (metric == raceMap_->trackColorMetric())
+        return;
+    raceMap_->setTrackColorMetric(metric);
+    updateLegend();
+    emit trackColorMetricChanged(trackColorMetric());
+}
+
+std::vector<BoatMetric> RaceMapViewController::trackColorMetrics() {
+    using Case = BoatMetric::Case;
+    return {Case::BoatSpeed,       Case::SOG, Case::VMG, Case::BoatSpeedPercOfTarget,
+            Case::VMGPercOfTarget, Case::TWS, Case::TWA, Case::Heel};
+}
+
+void RaceMapViewController::addTrackColorMenu(QMenu* menu) {
+    QMenu* submenu = menu->addMenu(tr("Colour Track By"));
+    auto* choices = new QActionGroup(submenu);
+    const QString current = trackColorMetric();
+    auto addChoice = [&](const QString& title, const QString& key, bool enabled) {
+        QAction* action = submenu->addAction(title);
+        action->setCheckable(true);
+        action->setChecked(key == current);
+        action->setEnabled(enabled || key == current);
+        action->setData(key);
+        choices->addAction(action);
+        connect(action, &QAction::triggered, this, [this, key] { setTrackColorMetric(key); });
+    };
+    addChoice(tr("Boat Colour"), QString(), true);
+    submenu->addSeparator();
+
+    // Metrics that no log of the document has are shown but cannot be chosen.
+    std::vector<BoatMetric> logged;
+    if (Document* d = document())
+        for (const auto& asset : d->allLogAssets())
+            if (const auto& log = asset->boatLog())
+                for (const BoatMetric& metric : log->availableMetrics())
+                    if (std::find(logged.begin(), logged.end(), metric) == logged.end())
+                        logged.push_back(metric);
+    std::vector<BoatMetric> offered = trackColorMetrics();
+    if (const auto& chosen = raceMap_->trackColorMetric();
+        chosen && std::find(offered.begin(), offered.end(), *chosen) == offered.end())
+        offered.push_back(*chosen);
+    for (const BoatMetric& metric : offered)
+        addChoice(MetricPresentation(metric).name(), QString::fromStdString(metric.rawKey()),
+                  std::find(logged.begin(), logged.end(), metric) != logged.end());
+}
+
+void RaceMapViewController::updateLegend() {
+    legend_->setContent(document() ? raceMap_->trackColorMetric() : std::nullopt,
+                        raceMap_->trackColorScale());
 }
 
 void RaceMapViewController::resetCamera() {

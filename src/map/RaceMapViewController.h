@@ -1,12 +1,17 @@
 #pragma once
 
+#include "metrics/BoatMetric.h"
 #include "presentation/DocumentObservingViewController.h"
 
+#include <QString>
 #include <memory>
+#include <vector>
 
 class MapScene;
 class MapView;
+class QMenu;
 class RaceMap;
+class TrackColorLegend;
 
 // The "RaceMap" view: the document's boats, tracks and race geometry on a map that follows the
 // playback position. The logic lives in RaceMap; this view feeds it the document's changes and
@@ -25,6 +30,19 @@ public:
     // camera on the main boat.
     void resetCamera();
 
+    // The metric the boats' past tracks are coloured by, as its raw key; empty: each boat's own
+    // colour. The window keeps it and hands it to the map view of a new layout.
+    QString trackColorMetric() const;
+    void setTrackColorMetric(const QString& rawKey);
+    // The metrics the map's menu offers to colour tracks by.
+    static std::vector<BoatMetric> trackColorMetrics();
+    // Adds the "Colour Track By" submenu to the map's context menu.
+    void addTrackColorMenu(QMenu* menu);
+    TrackColorLegend* trackColorLegend() const { return legend_; }
+
+signals:
+    void trackColorMetricChanged(const QString& rawKey);
+
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
@@ -37,9 +55,12 @@ protected:
 private:
     void readTrackIntervals();
     void stopObservingDefaults();
+    // The legend follows the race map's colour scale, which may change at any update.
+    void updateLegend();
 
     std::unique_ptr<MapScene> scene_;
     std::unique_ptr<RaceMap> raceMap_;
     MapView* mapView_;
+    TrackColorLegend* legend_;
     int defaultsObserver_ = -1;
 };

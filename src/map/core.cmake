@@ -7,5 +7,8 @@ target_sources(wakeline_core PRIVATE
   map/MapPoint.cpp
   map/MapScene.cpp
   map/RaceMap.cpp
+  map/TrackColorMap.cpp
+  map/TrackColorScale.cpp
   map/TrackIntervals.cpp
+  map/TrackVertexColors.cpp
 )

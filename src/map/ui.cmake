@@ -5,6 +5,8 @@ target_sources(wakeline_ui PRIVATE
   map/BoatLabelAnnotationView.h
   map/MapAnnotationView.cpp
   map/MapAnnotationView.h
+  map/MapOverlayPainter.cpp
+  map/MapOverlayPainter.h
   map/MapView.cpp
   map/MapView.h
   map/MapViewport.cpp
@@ -18,6 +20,8 @@ target_sources(wakeline_ui PRIVATE
   map/RaceMapViewController.cpp
   map/RaceMapViewController.h
   map/TileSource.h
+  map/TrackColorLegend.cpp
+  map/TrackColorLegend.h
   map/WindAnnotationView.cpp
   map/WindAnnotationView.h
   map/WormTimeAnnotationView.cpp

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "metrics/MetricPresentation.h"
 #include "presentation/DocumentObservingViewController.h"
 
+#include <QPointer>
 #include <QStringList>
 #include <memory>
 #include <vector>
@@ -23,16 +25,24 @@ public:
     // Shown for a metric a boat has no value of at the position.
     static const QString noValueText;
 
-    // Raw metric keys, in row order; an empty list gives the default metrics.
-    void setDisplayedMetrics(const QStringList& metrics);
+    // Raw metric keys, in row order, and the full names of the boats shown as columns (empty for
+    // every boat); an empty list of metrics gives the default metrics.
+    void setDisplayedMetrics(const QStringList& metrics, const QStringList& boats = {});
     const QStringList& displayedMetrics() const { return displayedMetrics_; }
+    const QStringList& displayedBoats() const { return displayedBoats_; }
+    // The boats shown, in document order.
+    const std::vector<std::shared_ptr<Boat>>& shownBoats() const { return boats_; }
+    // The rows and boats chooser; opens it, or brings it forward when open.
+    void openRowsConfig();
+    QWidget* rowsConfig() const { return rowsConfig_; }
 
     QTableWidget* tableView() const { return table_; }
     // Rebuilds the rows and columns and reads every value anew.
     void refresh();
 
-    // How one metric is shown; private to the source file.
-    struct Row;
+signals:
+    // The user chose other rows or boats in the chooser.
+    void rowsEdited();
 
 protected:
     void viewDidAppear() override;
@@ -48,7 +58,9 @@ private:
 
     QTableWidget* table_;
     QStringList displayedMetrics_;
-    std::vector<Row> rows_;
+    QStringList displayedBoats_;
+    QPointer<QWidget> rowsConfig_;
+    std::vector<MetricPresentation> rows_;
     std::vector<std::shared_ptr<Boat>> boats_;
     QList<QMetaObject::Connection> boatConnections_;
 };

@@ -1,7 +1,10 @@
 #include "presentation/PresentationWindowController.h"
 
+#include "config/MetricsConfigViewController.h"
 #include "core/FatalError.h"
 #include "document/Document.h"
+#include "document/MetricsOverlayContent.h"
+#include "map/RaceMapViewController.h"
 #include "media/MediaAsset.h"
 #include "media/MediaGroup.h"
 #include "presentation/DocumentObservingViewController.h"
@@ -113,7 +116,10 @@ std::optional<Instant> neighbouringAssetStart(const Document& document,
 
 } // namespace
 
-PresentationWindowController::PresentationWindowController(QWidget* parent) : QMainWindow(parent) {
+PresentationWindowController::PresentationWindowController(QWidget* parent)
+    : QMainWindow(parent), displayedMetrics_(MetricsOverlayContent::defaultMetrics()),
+      displayedMetricsBeforeGun_(MetricsOverlayContent::defaultMetricsBeforeGun()),
+      tableMetrics_(MetricsTableViewController::defaultMetrics()) {
     setAttribute(Qt::WA_DeleteOnClose, false);
     resize(1280, 800);
     setCentralWidget(new QWidget(this));
@@ -246,15 +252,34 @@ void PresentationWindowController::applyLayout() {
     content->layout()->addWidget(outer);
     rootViews_ = std::move(views);
 
-    if (auto* table = firstView<MetricsTableViewController>(rootViews_))
-        table->setDisplayedMetrics(displayedMetrics_);
+    if (auto* table = firstView<MetricsTableViewController>(rootViews_)) {
+        table->setDisplayedMetrics(tableMetrics_, tableBoats_);
+        connect(table, &MetricsTableViewController::rowsEdited, this, [this, table] {
+            tableMetrics_ = table->displayedMetrics();
+            tableBoats_ = table->displayedBoats();
+        });
+    }
     if (auto* video = videoViewController()) {
         video->setDisplayedMetrics(displayedMetrics_, displayedMetricsBeforeGun_);
         video->setMuteAudio(muteAudio_);
         connect(video, &VideoPlaybackViewController::currentAssetChanged, this,
                 [this] { validatePlaybackActions(); });
+        // Choices made in the view's own configuration belong to the window's saved state.
+        connect(video, &VideoPlaybackViewController::overlaySettingsEdited, this, [this, video] {
+            displayedMetrics_ = video->displayedMetrics();
+            displayedMetricsBeforeGun_ = video->displayedMetricsBeforeGun();
+            muteAudio_ = video->muteAudio();
+            if (video->mediaGroup())
+                initialMediaGroupName_ = video->mediaGroup()->name;
+        });
         if (currentDocument_)
             video->setMediaGroup(currentDocument_->mediaGroupNamed(initialMediaGroupName_));
+    }
+    // The map view is new with every layout; the window keeps its track colouring.
+    if (auto* map = firstView<RaceMapViewController>(rootViews_)) {
+        map->setTrackColorMetric(trackColorMetric_);
+        connect(map, &RaceMapViewController::trackColorMetricChanged, this,
+                [this](const QString& rawKey) { trackColorMetric_ = rawKey; });
     }
     validatePlaybackActions();
     emit layoutApplied();
@@ -280,6 +305,54 @@ void PresentationWindowController::updateCurrentWindowLayout(QObject* sender) {
 }
 
 void PresentationWindowController::addAssets() {}
+
+void PresentationWindowController::setDisplayedMetrics(const QStringList& metrics,
+                                                       const QStringList& beforeGun) {
+    displayedMetrics_ = metrics;
+    displayedMetricsBeforeGun_ = beforeGun;
+    if (auto* video = videoViewController())
+        video->setDisplayedMetrics(displayedMetrics_, displayedMetricsBeforeGun_);
+}
+
+void PresentationWindowController::setInitialMediaGroupName(const QString& name) {
+    initialMediaGroupName_ = name;
+    if (auto* video = videoViewController(); video && currentDocument_)
+        video->setMediaGroup(currentDocument_->mediaGroupNamed(name));
+}
+
+void PresentationWindowController::setMuteAudio(bool mute) {
+    muteAudio_ = mute;
+    if (auto* video = videoViewController())
+        video->setMuteAudio(mute);
+}
+
+void PresentationWindowController::setTrackColorMetric(const QString& rawKey) {
+    trackColorMetric_ = rawKey;
+    if (auto* map = firstView<RaceMapViewController>(rootViews_))
+        map->setTrackColorMetric(rawKey);
+}
+
+void PresentationWindowController::setTableMetrics(const QStringList& metrics, const QStringList& boats) {
+    tableMetrics_ = metrics;
+    tableBoats_ = boats;
+    if (auto* table = firstView<MetricsTableViewController>(rootViews_))
+        table->setDisplayedMetrics(tableMetrics_, tableBoats_);
+}
+
+void PresentationWindowController::openMetricsConfig() {
+    if (auto* video = videoViewController()) {
+        video->openMetricsConfig();
+        return;
+    }
+    if (!metricsWindowController_) {
+        auto* config = new MetricsConfigViewController(this);
+        config->setDelegateWindowController(this);
+        metricsWindowController_ = config;
+    }
+    metricsWindowController_->show();
+    metricsWindowController_->raise();
+    metricsWindowController_->activateWindow();
+}
 
 namespace {
 // The saved frame: "x y width height" of the window, then the screen's available rectangle.
@@ -332,8 +405,6 @@ void PresentationWindowController::restoreState(const QVariantMap& state) {
     }
     if (auto metrics = state.value(QStringLiteral("initialDisplayedMetrics")); isTextList(metrics)) {
         displayedMetrics_ = metrics.toStringList();
-        if (auto* table = firstView<MetricsTableViewController>(rootViews_))
-            table->setDisplayedMetrics(displayedMetrics_);
         if (auto* video = videoViewController())
             video->setDisplayedMetrics(displayedMetrics_, displayedMetricsBeforeGun_);
     }
@@ -341,6 +412,13 @@ void PresentationWindowController::restoreState(const QVariantMap& state) {
         displayedMetricsBeforeGun_ = metrics.toStringList();
         if (auto* video = videoViewController())
             video->setDisplayedMetrics(displayedMetrics_, displayedMetricsBeforeGun_);
+    }
+    {
+        auto metrics = state.value(QStringLiteral("tableMetrics"));
+        auto boats = state.value(QStringLiteral("tableBoats"));
+        if (isTextList(metrics) || isTextList(boats))
+            setTableMetrics(isTextList(metrics) ? metrics.toStringList() : tableMetrics_,
+                            isTextList(boats) ? boats.toStringList() : tableBoats_);
     }
     if (auto group = state.value(QStringLiteral("initialMediaGroup")); isText(group)) {
         initialMediaGroupName_ = group.toString();
@@ -358,6 +436,8 @@ void PresentationWindowController::restoreState(const QVariantMap& state) {
     muteAudio_ = mute.typeId() == QMetaType::Bool && mute.toBool();
     if (auto* video = videoViewController())
         video->setMuteAudio(muteAudio_);
+    if (auto metric = state.value(QStringLiteral("trackColorMetric")); isText(metric))
+        setTrackColorMetric(metric.toString());
 }
 
 QVariantMap PresentationWindowController::stateRecord() const {
@@ -367,12 +447,15 @@ QVariantMap PresentationWindowController::stateRecord() const {
     // Also the choices a window keeps of its own, so that a restored window shows what it showed.
     state.insert(QStringLiteral("initialDisplayedMetrics"), displayedMetrics_);
     state.insert(QStringLiteral("initialDisplayedMetricsBeforeGun"), displayedMetricsBeforeGun_);
+    state.insert(QStringLiteral("tableMetrics"), tableMetrics_);
+    state.insert(QStringLiteral("tableBoats"), tableBoats_);
     QString groupName = initialMediaGroupName_;
     if (auto* video = videoViewController(); video && video->mediaGroup())
         groupName = video->mediaGroup()->name;
     state.insert(QStringLiteral("initialMediaGroup"), groupName);
     state.insert(QStringLiteral("muteAudio"),
                  videoViewController() ? videoViewController()->muteAudio() : muteAudio_);
+    state.insert(QStringLiteral("trackColorMetric"), trackColorMetric_);
     return state;
 }
 

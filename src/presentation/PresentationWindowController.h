@@ -15,7 +15,7 @@ class QAction;
 class QSplitter;
 class VideoPlaybackViewController;
 
-// A window that shows one document in one of the five layouts. The document window is one too;
+// A window that shows one document in one of its layouts. The document window is one too;
 // further ones (another screen, say) follow the active document and keep their own layout, metric
 // selection and media group. Handles the playback commands while it is the active window.
 class PresentationWindowController : public QMainWindow {
@@ -44,12 +44,28 @@ public:
 
     const QStringList& displayedMetrics() const { return displayedMetrics_; }
     const QStringList& displayedMetricsBeforeGun() const { return displayedMetricsBeforeGun_; }
+    // The overlay lists after and before the gun, handed to the media view.
+    void setDisplayedMetrics(const QStringList& metrics, const QStringList& beforeGun);
     const QString& initialMediaGroupName() const { return initialMediaGroupName_; }
-    void setInitialMediaGroupName(const QString& name) { initialMediaGroupName_ = name; }
+    // Also shows the group of that name in the media view.
+    void setInitialMediaGroupName(const QString& name);
+    bool muteAudio() const { return muteAudio_; }
+    void setMuteAudio(bool mute);
+    // The metric the map colours the past tracks by, as a raw key; empty for the boats' own colours.
+    const QString& trackColorMetric() const { return trackColorMetric_; }
+    void setTrackColorMetric(const QString& rawKey);
+    // The rows of the metrics table, apart from the overlays: a table has room for more.
+    const QStringList& tableMetrics() const { return tableMetrics_; }
+    // Full names of the boats the table shows; empty for all boats.
+    const QStringList& tableBoats() const { return tableBoats_; }
+    void setTableMetrics(const QStringList& metrics, const QStringList& boats);
+    // The overlay configuration: the media view's when the layout has one, else the window's.
+    void openMetricsConfig();
 
     // The state record: restoring reads "frame", "initialDisplayedMetrics",
-    // "initialDisplayedMetricsBeforeGun", "initialMediaGroup", "layout" and "muteAudio", ignoring
-    // any that is missing or of the wrong type.
+    // "initialDisplayedMetricsBeforeGun", "tableMetrics", "tableBoats", "initialMediaGroup",
+    // "layout", "muteAudio" and "trackColorMetric", ignoring any that is missing or of the wrong
+    // type.
     void restoreState(const QVariantMap& state);
     QVariantMap stateRecord() const;
     // Re-reads the document into every child view.
@@ -91,9 +107,13 @@ protected:
     QStringList initialDisplayedMetricsBeforeGun_;
     QStringList displayedMetrics_;
     QStringList displayedMetricsBeforeGun_;
+    QStringList tableMetrics_;
+    QStringList tableBoats_;
+    QPointer<QWidget> metricsWindowController_;
     QString initialMediaGroupName_;
     PresentationLayout layout_ = PresentationLayout::videoMapTimeline;
     bool muteAudio_ = false;
+    QString trackColorMetric_;
     std::vector<QAction*> playbackActions_;
     MediaCommands* mediaCommands_ = nullptr;
     QList<QMetaObject::Connection> documentConnections_;

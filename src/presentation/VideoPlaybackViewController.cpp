@@ -1,5 +1,6 @@
 #include "presentation/VideoPlaybackViewController.h"
 
+#include "config/MetricsConfigViewController.h"
 #include "core/Diagnostics.h"
 #include "core/UserDefaults.h"
 #include "document/Document.h"
@@ -13,6 +14,7 @@
 #include "presentation/AssetShiftViewController.h"
 #include "presentation/EditPerformer.h"
 #include "presentation/MediaExporter.h"
+#include "presentation/MetricsOverlayView.h"
 #include "presentation/ScreenCapture.h"
 #include "presentation/VideoFrameView.h"
 #include "presentation/VideoProxyMaker.h"
@@ -27,6 +29,7 @@
 #include <QHBoxLayout>
 #include <QImageReader>
 #include <QLabel>
+#include <QPainter>
 #include <QPixmap>
 #include <QPointer>
 #include <QResizeEvent>
@@ -78,6 +81,9 @@ VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
       noContentInfoLabel_(makeCentredLabel(backgroundView_, "noContentInfoLabel")),
       buttonBar_(new QWidget(this)), shiftButton_(new QToolButton(buttonBar_)),
       saveButton_(new QToolButton(buttonBar_)), saveAllButton_(new QToolButton(buttonBar_)),
+      configButton_(new QToolButton(buttonBar_)),
+      metricsView_(new MetricsOverlayView(MetricsOverlayView::Side::right, backgroundView_)),
+      metricsViewLeft_(new MetricsOverlayView(MetricsOverlayView::Side::left, backgroundView_)),
       exporter_(new MediaExporter(this)), capture_(new ScreenCapture(this)),
       photoDecodingExecutor_(
           [](std::function<void()> work) { QThreadPool::globalInstance()->start(std::move(work)); }) {
@@ -102,6 +108,10 @@ VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(backgroundView_);
     imageView_->installEventFilter(this);
+    backgroundView_->installEventFilter(this);
+    videoPlayer_->installEventFilter(this);
+    metricsView_->hide();
+    metricsViewLeft_->hide();
 
     // The view's own commands float over its top right corner.
     buttonBar_->setObjectName("mediaButtons");
@@ -124,6 +134,11 @@ VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
     saveAllButton_->setToolTip(tr("Copy every photo of this media group into the export folder"));
     connect(saveAllButton_, &QToolButton::clicked, this, [this] { exportAllPhotos(); });
     buttons->addWidget(saveAllButton_);
+    configButton_->setObjectName("configButton");
+    configButton_->setText(tr("Overlays"));
+    configButton_->setToolTip(tr("Choose the numbers shown over the picture, the media group and the sound"));
+    connect(configButton_, &QToolButton::clicked, this, [this] { openMetricsConfig(); });
+    buttons->addWidget(configButton_);
     // Shown while the pointer is over the view, as in a video player: the picture stays clean for
     // watching and for stills.
     buttonBar_->hide();
@@ -149,6 +164,9 @@ VideoPlaybackViewController::VideoPlaybackViewController(QWidget* parent)
 VideoPlaybackViewController::~VideoPlaybackViewController() {
     if (shiftAssetPopover_)
         shiftAssetPopover_->close();
+    // Its opener is gone; a configuration left open would edit nothing.
+    if (metricsWindowController_)
+        metricsWindowController_->close();
 }
 
 std::shared_ptr<MediaGroup> VideoPlaybackViewController::mediaGroup() const {
@@ -168,6 +186,8 @@ void VideoPlaybackViewController::setDisplayedMetrics(const QStringList& metrics
                                                       const QStringList& beforeGun) {
     displayedMetrics_ = metrics;
     displayedMetricsBeforeGun_ = beforeGun;
+    overlayContent_.setMetrics(metrics, beforeGun);
+    updateOverlays();
 }
 
 void VideoPlaybackViewController::refresh() {
@@ -178,6 +198,7 @@ void VideoPlaybackViewController::viewDidAppear() {
     DocumentObservingViewController::viewDidAppear();
     // Nothing was heard while hidden.
     chooseAsset();
+    updateOverlays();
 }
 
 void VideoPlaybackViewController::viewWillDisappear() {
@@ -198,14 +219,26 @@ void VideoPlaybackViewController::documentDidChange() {
                 mediaGroup_ = namesake;
     }
     chooseAsset();
+    updateOverlays();
 }
 
 void VideoPlaybackViewController::didUpdateAssets() {
     chooseAsset();
+    // Log time zones and offsets may have changed.
+    updateOverlays();
 }
 
 void VideoPlaybackViewController::didUpdatePlaybackPosition(std::optional<Instant>, bool) {
     chooseAsset();
+    updateOverlays();
+}
+
+void VideoPlaybackViewController::didUpdateBoats() {
+    updateOverlays();
+}
+
+void VideoPlaybackViewController::didUpdateRaces() {
+    updateOverlays();
 }
 
 void VideoPlaybackViewController::didPause() {
@@ -253,6 +286,7 @@ void VideoPlaybackViewController::changeAsset(std::shared_ptr<MediaAsset> asset)
     videoFailure_.clear();
     videoPlayer_->clear();
     videoPlayer_->hide();
+    placeOverlays();
     if (currentAsset_) {
         noContentInfoLabel_->hide();
         if (currentAsset_->isPhoto())
@@ -304,6 +338,7 @@ void VideoPlaybackViewController::photoDidLoad(std::uint64_t request, const QStr
         imageView_->show();
         updateScaledImage();
     }
+    placeOverlays();
     emit photoShown();
 }
 
@@ -311,12 +346,16 @@ void VideoPlaybackViewController::showMessage(const QString& text) {
     if (noContentInfoLabel_->text() != text)
         noContentInfoLabel_->setText(text);
     noContentInfoLabel_->show();
+    placeOverlays();
 }
 
 bool VideoPlaybackViewController::eventFilter(QObject* watched, QEvent* event) {
     // The image view learns its size last, after the layouts below this view have run.
     if (watched == imageView_ && event->type() == QEvent::Resize)
         updateScaledImage();
+    if ((watched == backgroundView_ || watched == videoPlayer_ || watched == imageView_) &&
+        event->type() == QEvent::Resize)
+        placeOverlays();
     return DocumentObservingViewController::eventFilter(watched, event);
 }
 
@@ -422,6 +461,7 @@ void VideoPlaybackViewController::setMuteAudio(bool mute) {
 
 void VideoPlaybackViewController::showVideoFrame(const VideoFrame& frame, bool exact) {
     videoPlayer_->setFrame(frame);
+    placeOverlays();
     emit videoFrameShown(exact);
 }
 
@@ -530,25 +570,26 @@ void VideoPlaybackViewController::exportCurrentView() {
     std::optional<Instant> position = d ? d->eventPlaybackPosition() : std::nullopt;
     if (position && currentAsset_ && !currentAsset_->isPhoto() && videoFailure_.isEmpty() &&
         playbackPath_ != currentAsset_->url().toLocalFile()) {
-        writeOriginalFrame(currentAsset_->url().toLocalFile(), *videoSeconds(), *position);
+        writeOriginalFrame(currentAsset_->url().toLocalFile(), *videoSeconds(), *position, overlayContent());
         return;
     }
-    QImage picture = position ? currentPicture() : QImage();
+    QImage picture = position ? withOverlays(currentPicture(), overlayContent()) : QImage();
     QString written = exporter_->exportView(picture, position.value_or(Instant(0)),
                                             d ? d->eventTimezone() : TimeZone::utc());
     if (!written.isEmpty())
         Diagnostics::printLine(("Exported " + written).toStdString());
 }
 
-void VideoPlaybackViewController::writeOriginalFrame(const QString& original, double seconds, Instant time) {
+void VideoPlaybackViewController::writeOriginalFrame(const QString& original, double seconds, Instant time,
+                                                     const MetricsOverlayContent::Content& overlays) {
     // The proxy on screen is a lighter copy; the snapshot is the original's frame, decoded off the
     // main thread.
     QPointer<VideoPlaybackViewController> self(this);
-    photoDecodingExecutor_([self, original, seconds, time] {
+    photoDecodingExecutor_([self, original, seconds, time, overlays] {
         QString failure;
         QImage picture;
         if (auto decoder = VideoDecoder::open(original, &failure))
-            picture = VideoFrameView::imageOf(decoder->frameAt(seconds));
+            picture = withOverlays(VideoFrameView::imageOf(decoder->frameAt(seconds)), overlays);
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
             [self, picture, failure, time] {
@@ -616,4 +657,72 @@ void VideoPlaybackViewController::placeButtons() {
     buttonBar_->adjustSize();
     buttonBar_->move(width() - buttonBar_->width(), 0);
     buttonBar_->raise();
+}
+
+QRectF VideoPlaybackViewController::pictureRect() const {
+    if (!currentAsset_)
+        return {};
+    if (videoPlayer_->isVisible() && !videoPlayer_->frame().isNull())
+        return QRectF(videoPlayer_->pictureRect()).translated(videoPlayer_->pos());
+    if (imageView_->isVisible() && !displayedImage_.isNull()) {
+        QSizeF size = QSizeF(displayedImage_.size()).scaled(imageView_->size(), Qt::KeepAspectRatio);
+        QRectF area = imageView_->geometry();
+        return QRectF(area.center().x() - size.width() / 2, area.center().y() - size.height() / 2,
+                      size.width(), size.height());
+    }
+    return {};
+}
+
+MetricsOverlayContent::Content VideoPlaybackViewController::overlayContent() const {
+    Document* d = document();
+    if (!d)
+        return {};
+    return overlayContent_.at(*d, d->eventPlaybackPosition());
+}
+
+void VideoPlaybackViewController::placeOverlays() {
+    const QRectF picture = pictureRect();
+    for (MetricsOverlayView* overlay : {metricsViewLeft_, metricsView_}) {
+        if (picture.isEmpty()) {
+            overlay->hide();
+            continue;
+        }
+        overlay->setGeometry(backgroundView_->rect());
+        overlay->setPictureRect(picture);
+        // Raised once, when it appears: raising on every frame would repaint the panels.
+        if (!overlay->isVisible()) {
+            overlay->show();
+            overlay->raise();
+        }
+    }
+}
+
+void VideoPlaybackViewController::updateOverlays() {
+    const MetricsOverlayContent::Content content = overlayContent();
+    metricsView_->setContent(content);
+    metricsViewLeft_->setContent(content);
+    placeOverlays();
+}
+
+QImage VideoPlaybackViewController::withOverlays(QImage picture,
+                                                 const MetricsOverlayContent::Content& content) {
+    if (picture.isNull())
+        return picture;
+    if (picture.format() != QImage::Format_ARGB32_Premultiplied && picture.format() != QImage::Format_RGB32)
+        picture = picture.convertToFormat(QImage::Format_RGB32);
+    QPainter painter(&picture);
+    MetricsOverlayView::paintOverlays(painter, QRectF(picture.rect()), content);
+    return picture;
+}
+
+void VideoPlaybackViewController::openMetricsConfig() {
+    if (!metricsWindowController_) {
+        // A tool window of the view's window: it stays above it and closes with it.
+        auto* config = new MetricsConfigViewController(window());
+        config->setDelegateController(this);
+        metricsWindowController_ = config;
+    }
+    metricsWindowController_->show();
+    metricsWindowController_->raise();
+    metricsWindowController_->activateWindow();
 }

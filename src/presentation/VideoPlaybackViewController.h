@@ -1,5 +1,6 @@
 #pragma once
 
+#include "document/MetricsOverlayContent.h"
 #include "media/VideoFrame.h"
 #include "presentation/AssetShiftViewController.h"
 #include "presentation/DocumentObservingViewController.h"
@@ -14,6 +15,7 @@
 class MediaAsset;
 class MediaExporter;
 class MediaGroup;
+class MetricsOverlayView;
 class ScreenCapture;
 class QLabel;
 class QToolButton;
@@ -39,7 +41,7 @@ public:
     std::shared_ptr<MediaGroup> mediaGroup() const;
     void setMediaGroup(std::shared_ptr<MediaGroup> group);
 
-    // Metric keys for the overlays, after and before the gun.
+    // Metric keys for the overlays, after and before the gun; the overlay defaults until set.
     void setDisplayedMetrics(const QStringList& metrics, const QStringList& beforeGun);
     const QStringList& displayedMetrics() const { return displayedMetrics_; }
     const QStringList& displayedMetricsBeforeGun() const { return displayedMetricsBeforeGun_; }
@@ -58,6 +60,17 @@ public:
     QLabel* noContentInfoLabel() const { return noContentInfoLabel_; }
     VideoFrameView* videoPlayer() const { return videoPlayer_; }
     QToolButton* shiftButton() const { return shiftButton_; }
+    QToolButton* configButton() const { return configButton_; }
+    // The overlays over the picture: the right one and the left one.
+    MetricsOverlayView* metricsView() const { return metricsView_; }
+    MetricsOverlayView* metricsViewLeft() const { return metricsViewLeft_; }
+    // What the overlays show at the playback position.
+    MetricsOverlayContent::Content overlayContent() const;
+    // Where the picture lies in the view; empty when none is shown.
+    QRectF pictureRect() const;
+    // The overlay configuration of this view; opens it, or brings it forward when open.
+    void openMetricsConfig();
+    QWidget* metricsWindowController() const { return metricsWindowController_; }
     // The photo on screen as decoded, before scaling to the view; null when none is shown.
     const QImage& displayedImage() const { return displayedImage_; }
 
@@ -118,8 +131,14 @@ public:
 
     static const QString cannotPlayPrefix;
 
+    // A copy of the picture with the overlays drawn over it, laid out as on screen.
+    static QImage withOverlays(QImage picture, const MetricsOverlayContent::Content& content);
+
 signals:
     void currentAssetChanged();
+    // The overlay lists, the media group or the mute choice were changed in this view's
+    // configuration; the window keeps them in its saved state.
+    void overlaySettingsEdited();
     // The chosen photo is on screen, or the message that it could not be read.
     void photoShown();
     // A video frame went on screen; `exact` when it is the frame of the playback position.
@@ -133,6 +152,8 @@ protected:
     void documentDidChange() override;
     void didUpdateAssets() override;
     void didUpdatePlaybackPosition(std::optional<Instant> position, bool seeked) override;
+    void didUpdateBoats() override;
+    void didUpdateRaces() override;
     void didPause() override;
     void didPlay() override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -149,12 +170,15 @@ private:
     void updateScaledImage();
     void openVideo(const MediaAsset& asset);
     void considerProxy();
-    void writeOriginalFrame(const QString& original, double seconds, Instant time);
+    void writeOriginalFrame(const QString& original, double seconds, Instant time,
+                            const MetricsOverlayContent::Content& overlays);
     void syncVideo();
     void syncSound(bool playing, double seconds);
     void showVideoFrame(const VideoFrame& frame, bool exact);
     void videoDidFail(const QString& reason);
     void placeButtons();
+    void placeOverlays();
+    void updateOverlays();
 
     QWidget* backgroundView_;
     QLabel* imageView_;
@@ -164,14 +188,19 @@ private:
     QToolButton* shiftButton_;
     QToolButton* saveButton_;
     QToolButton* saveAllButton_;
+    QToolButton* configButton_;
+    MetricsOverlayView* metricsView_;
+    MetricsOverlayView* metricsViewLeft_;
+    MetricsOverlayContent overlayContent_;
+    QPointer<QWidget> metricsWindowController_;
     MediaExporter* exporter_;
     ScreenCapture* capture_;
 
     std::shared_ptr<MediaAsset> currentAsset_;
     std::shared_ptr<MediaGroup> mediaGroup_;
     bool muteAudio_ = false;
-    QStringList displayedMetrics_;
-    QStringList displayedMetricsBeforeGun_;
+    QStringList displayedMetrics_ = MetricsOverlayContent::defaultMetrics();
+    QStringList displayedMetricsBeforeGun_ = MetricsOverlayContent::defaultMetricsBeforeGun();
 
     QImage displayedImage_;
     // Counts photo requests; a decoded photo whose request is not the latest is dropped.

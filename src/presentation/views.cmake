@@ -4,6 +4,8 @@ target_sources(wakeline_ui PRIVATE
   app/ProgressWindowController.cpp
   app/ProgressWindowController.h
   presentation/MetricsTableViewController.cpp
+  presentation/MetricsOverlayView.cpp
+  presentation/MetricsOverlayView.h
   presentation/MetricsTableViewController.h
   presentation/VideoPlaybackViewController.cpp
   presentation/VideoPlaybackViewController.h

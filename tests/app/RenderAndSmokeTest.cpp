@@ -4,6 +4,9 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QSet>
 #include <gtest/gtest.h>
@@ -72,15 +75,37 @@ TEST(RenderCommand, DrawsTheVideoFrameOfTheInstant) {
     // keyframe before it).
     for (auto [seconds, index] : {std::pair{2.50, 62}, std::pair{3.02, 75}}) {
         const QString at = QString::number(ShellFixture::t0 + ShellFixture::videoStart + seconds, 'f', 2);
-        Outcome rendered = runProgram(
-            WAKELINE_PROGRAM,
-            {"render", fixture.package, "--at", at, "--layout", "video", "--size", "640x480", "-o", out},
-            environment);
+        // Without overlays, which would cover the frame's lower blocks.
+        Outcome rendered = runProgram(WAKELINE_PROGRAM,
+                                      {"render", fixture.package, "--at", at, "--layout", "video", "--size",
+                                       "640x480", "-o", out, "--metrics", "", "--metrics-before-gun", ""},
+                                      environment);
         ASSERT_EQ(rendered.exitCode, 0) << qPrintable(rendered.output);
         QImage image(out);
         ASSERT_EQ(image.size(), QSize(640, 480));
         EXPECT_EQ(shownIndex(image), index) << seconds;
+        EXPECT_TRUE(rendered.output.contains("\"rows\": []")) << qPrintable(rendered.output);
     }
+
+    // With overlays: the race's gun is at 120 s, the video at 200 s, so the after-gun list shows,
+    // and the numbers are drawn over the frame's lower corners.
+    const QString at = QString::number(ShellFixture::t0 + ShellFixture::videoStart + 2.5, 'f', 2);
+    Outcome rendered =
+        runProgram(WAKELINE_PROGRAM,
+                   {"render", fixture.package, "--at", at, "--layout", "video", "--size", "640x480", "-o",
+                    out, "--metrics", "BoatSpeed,TWS", "--metrics-before-gun", "SOG"},
+                   environment);
+    ASSERT_EQ(rendered.exitCode, 0) << qPrintable(rendered.output);
+    auto json = QJsonDocument::fromJson(rendered.output.mid(rendered.output.indexOf('{')).toUtf8()).object();
+    QJsonObject overlay = json.value("overlay").toObject();
+    EXPECT_FALSE(overlay.value("beforeGun").toBool());
+    QJsonArray rows = overlay.value("rows").toArray();
+    ASSERT_EQ(rows.size(), 2);
+    EXPECT_EQ(rows[0].toObject().value("name").toString(), "BSP");
+    EXPECT_EQ(rows[0].toObject().value("unit").toString(), "kn");
+    EXPECT_EQ(rows[1].toObject().value("name").toString(), "TWS");
+    QImage image(out);
+    EXPECT_EQ(shownIndex(image), -1);
 }
 
 TEST(RenderCommand, DrawsOneFrameOfALayoutOffscreen) {

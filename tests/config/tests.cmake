@@ -8,6 +8,7 @@ wakeline_widget_test(config_tests
   config/ConfigWindowTest.cpp
   config/BoatConfigTest.cpp
   config/MediaGroupConfigTest.cpp
+  config/MetricsConfigTest.cpp
   # real photos and videos to add
   media/MediaFixtures.cpp
 )

@@ -1,10 +1,13 @@
+#include "app/StandardViews.h"
 #include "boatlog/LogFileAsset.h"
+#include "config/MetricsTableConfigViewController.h"
 #include "document/Document.h"
 #include "presentation/MetricsTableViewController.h"
 #include "presentation/PresentationWindowController.h"
 #include "support/LogFixture.h"
 
 #include <QHeaderView>
+#include <QListWidget>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QUuid>
@@ -107,4 +110,61 @@ TEST(MetricsTable, ShowsEachBoatsMetricsInDisplayUnitsAndFollowsTheClock) {
     ASSERT_EQ(table->columnCount(), 1);
     EXPECT_EQ(table->horizontalHeaderItem(0)->text(), "BN");
     EXPECT_EQ(cell(view, 0, 0), "5.25");
+}
+
+TEST(MetricsTable, ChooserPicksRowsAndBoatsAndTheWindowKeepsThem) {
+    StandardViews::registerAll();
+    Fleet fleet;
+    PresentationWindowController window;
+    window.setCurrentDocument(&fleet.document);
+    window.setLayout(PresentationLayout::metrics);
+    window.applyLayout();
+    auto* view = window.rootView<MetricsTableViewController>();
+    ASSERT_TRUE(view);
+    window.show();
+    view->openRowsConfig();
+    auto* chooser = qobject_cast<MetricsTableConfigViewController*>(view->rowsConfig());
+    ASSERT_TRUE(chooser);
+    QListWidget* rows = chooser->rowsList();
+    ASSERT_EQ(rows->count(), MetricsTableViewController::defaultMetrics().size());
+
+    // Two available metrics, added in descending row order as in the overlay configuration.
+    QListWidget* available = chooser->availableList();
+    available->item(int(BoatMetric(BoatMetric::Case::TimeToGun).fixedIndex()))->setSelected(true);
+    available->item(int(BoatMetric(BoatMetric::Case::BoatSpeedPercOfTarget).fixedIndex()))->setSelected(true);
+    chooser->addSelected();
+    QTableWidget* table = view->tableView();
+    ASSERT_EQ(table->rowCount(), 11);
+    EXPECT_EQ(table->verticalHeaderItem(9)->text(), "Time to gun");
+    EXPECT_EQ(table->verticalHeaderItem(10)->text(), "BSP of target");
+
+    // The first row away, then the new last row up one place.
+    rows->clearSelection();
+    rows->item(0)->setSelected(true);
+    chooser->removeSelected();
+    rows->clearSelection();
+    rows->item(9)->setSelected(true);
+    chooser->moveSelected(-1);
+    EXPECT_EQ(view->displayedMetrics().mid(7), (QStringList{"Heel", "BoatSpeedPercOfTarget", "TimeToGun"}));
+    EXPECT_EQ(table->verticalHeaderItem(0)->text(), "COG (°)");
+
+    // One boat unticked: its column goes.
+    chooser->boatsList()->item(0)->setCheckState(Qt::Unchecked);
+    ASSERT_EQ(table->columnCount(), 1);
+    EXPECT_EQ(table->horizontalHeaderItem(0)->text(), "Blue Note");
+    EXPECT_EQ(window.tableBoats(), QStringList{"Blue Note"});
+
+    // The window keeps the choice in its saved state and gives it to the table of another.
+    const QVariantMap state = window.stateRecord();
+    PresentationWindowController restored;
+    restored.setCurrentDocument(&fleet.document);
+    restored.restoreState(state);
+    auto* again = restored.rootView<MetricsTableViewController>();
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->displayedMetrics(), view->displayedMetrics());
+    EXPECT_EQ(again->tableView()->columnCount(), 1);
+    // Every boat ticked again means every boat, also one added later.
+    chooser->boatsList()->item(0)->setCheckState(Qt::Checked);
+    EXPECT_TRUE(window.tableBoats().isEmpty());
+    EXPECT_EQ(table->columnCount(), 2);
 }
