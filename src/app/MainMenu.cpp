@@ -132,7 +132,8 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
     int number = 1;
     for (PresentationLayout layout :
          {PresentationLayout::videoMapTimeline, PresentationLayout::mapTimeline,
-          PresentationLayout::videoTimeline, PresentationLayout::video, PresentationLayout::metrics}) {
+          PresentationLayout::videoTimeline, PresentationLayout::video, PresentationLayout::metrics,
+          PresentationLayout::videoGraphTimeline, PresentationLayout::mapGraphTimeline}) {
         auto* action = new QAction(presentationLayoutTitle(layout), layouts);
         action->setObjectName(QStringLiteral("Layout_") + presentationLayoutText(layout));
         action->setData(presentationLayoutText(layout));

@@ -25,7 +25,8 @@ int usage(const char* problem) {
     std::fprintf(stderr, "wakeline render: %s\n", problem);
     std::fprintf(stderr, "usage: wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n"
                          "                       [--metrics KEY,...] [--metrics-before-gun KEY,...]\n"
-                         "  LAYOUT: video, metrics, videoTimeline, videoMapTimeline, mapTimeline\n");
+                         "  LAYOUT: video, metrics, videoTimeline, videoMapTimeline, mapTimeline,\n"
+                         "          videoGraphTimeline, mapGraphTimeline\n");
     return 2;
 }
 

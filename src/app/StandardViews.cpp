@@ -1,6 +1,7 @@
 #include "app/StandardViews.h"
 
 #include "map/RaceMapViewController.h"
+#include "presentation/MetricsGraphViewController.h"
 #include "presentation/MetricsTableViewController.h"
 #include "presentation/VideoPlaybackViewController.h"
 #include "presentation/ViewFactory.h"
@@ -15,4 +16,6 @@ void StandardViews::registerAll() {
                               [](QWidget* parent) { return new TimelineViewController(parent); });
     ViewFactory::registerView(QStringLiteral("RaceMap"),
                               [](QWidget* parent) { return new RaceMapViewController(parent); });
+    ViewFactory::registerView(QStringLiteral("MetricsGraph"),
+                              [](QWidget* parent) { return new MetricsGraphViewController(parent); });
 }

@@ -3,9 +3,10 @@
 #include <array>
 
 namespace {
-constexpr std::array allLayouts{PresentationLayout::video, PresentationLayout::metrics,
-                                PresentationLayout::videoTimeline, PresentationLayout::videoMapTimeline,
-                                PresentationLayout::mapTimeline};
+constexpr std::array allLayouts{PresentationLayout::video,           PresentationLayout::metrics,
+                                PresentationLayout::videoTimeline,   PresentationLayout::videoMapTimeline,
+                                PresentationLayout::mapTimeline,     PresentationLayout::videoGraphTimeline,
+                                PresentationLayout::mapGraphTimeline};
 }
 
 QString presentationLayoutText(PresentationLayout layout) {
@@ -20,6 +21,10 @@ QString presentationLayoutText(PresentationLayout layout) {
         return QStringLiteral("videoMapTimeline");
     case PresentationLayout::mapTimeline:
         return QStringLiteral("mapTimeline");
+    case PresentationLayout::videoGraphTimeline:
+        return QStringLiteral("videoGraphTimeline");
+    case PresentationLayout::mapGraphTimeline:
+        return QStringLiteral("mapGraphTimeline");
     }
     return {};
 }
@@ -43,6 +48,11 @@ QStringList presentationLayoutViews(PresentationLayout layout) {
         return {QStringLiteral("VideoPlayback"), QStringLiteral("RaceMap"), QStringLiteral("TimelineView")};
     case PresentationLayout::mapTimeline:
         return {QStringLiteral("RaceMap"), QStringLiteral("TimelineView")};
+    case PresentationLayout::videoGraphTimeline:
+        return {QStringLiteral("VideoPlayback"), QStringLiteral("MetricsGraph"),
+                QStringLiteral("TimelineView")};
+    case PresentationLayout::mapGraphTimeline:
+        return {QStringLiteral("RaceMap"), QStringLiteral("MetricsGraph"), QStringLiteral("TimelineView")};
     }
     return {};
 }
@@ -59,6 +69,10 @@ QString presentationLayoutTitle(PresentationLayout layout) {
         return QStringLiteral("Video, Map and Timeline");
     case PresentationLayout::mapTimeline:
         return QStringLiteral("Map and Timeline");
+    case PresentationLayout::videoGraphTimeline:
+        return QStringLiteral("Video, Graph and Timeline");
+    case PresentationLayout::mapGraphTimeline:
+        return QStringLiteral("Map, Graph and Timeline");
     }
     return {};
 }

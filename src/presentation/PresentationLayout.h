@@ -4,8 +4,16 @@
 #include <QStringList>
 #include <optional>
 
-// The five arrangements of a presentation window; the raw value is the case name.
-enum class PresentationLayout { video, metrics, videoTimeline, videoMapTimeline, mapTimeline };
+// The arrangements of a presentation window; the raw value is the case name.
+enum class PresentationLayout {
+    video,
+    metrics,
+    videoTimeline,
+    videoMapTimeline,
+    mapTimeline,
+    videoGraphTimeline,
+    mapGraphTimeline
+};
 
 QString presentationLayoutText(PresentationLayout layout);
 std::optional<PresentationLayout> presentationLayoutFromText(const QString& text);

@@ -9,6 +9,8 @@
 #include "media/MediaGroup.h"
 #include "presentation/DocumentObservingViewController.h"
 #include "presentation/MediaCommands.h"
+#include "presentation/MetricsGraphViewController.h"
+#include "presentation/MetricsGraphWindowState.h"
 #include "presentation/MetricsTableViewController.h"
 #include "presentation/VideoPlaybackViewController.h"
 #include "presentation/ViewFactory.h"
@@ -230,9 +232,10 @@ void PresentationWindowController::applyLayout() {
     auto* outer = new QSplitter(Qt::Vertical);
     outer->setChildrenCollapsible(false);
     DocumentObservingViewController* timeline = firstView<TimelineViewController>(views);
+    DocumentObservingViewController* graph = firstView<MetricsGraphViewController>(views);
     std::vector<DocumentObservingViewController*> upper;
     for (auto* view : views)
-        if (view != timeline)
+        if (view != timeline && view != graph)
             upper.push_back(view);
     if (upper.size() == 1) {
         outer->addWidget(upper.front());
@@ -244,10 +247,17 @@ void PresentationWindowController::applyLayout() {
         outer->addWidget(row);
         row->setSizes(QList<int>(int(upper.size()), 1000));
     }
+    // The graph is a band between the pictures and the timeline, a third as high as the pictures.
+    if (graph) {
+        outer->addWidget(graph);
+        outer->setStretchFactor(0, 3);
+        outer->setStretchFactor(outer->indexOf(graph), 1);
+    }
     if (timeline) {
         outer->addWidget(timeline);
-        outer->setStretchFactor(0, 1);
-        outer->setStretchFactor(1, 0);
+        if (!graph)
+            outer->setStretchFactor(0, 1);
+        outer->setStretchFactor(outer->indexOf(timeline), 0);
     }
     content->layout()->addWidget(outer);
     rootViews_ = std::move(views);
@@ -281,6 +291,7 @@ void PresentationWindowController::applyLayout() {
         connect(map, &RaceMapViewController::trackColorMetricChanged, this,
                 [this](const QString& rawKey) { trackColorMetric_ = rawKey; });
     }
+    MetricsGraphWindowState::attach(*this);
     validatePlaybackActions();
     emit layoutApplied();
 }
@@ -438,6 +449,7 @@ void PresentationWindowController::restoreState(const QVariantMap& state) {
         video->setMuteAudio(muteAudio_);
     if (auto metric = state.value(QStringLiteral("trackColorMetric")); isText(metric))
         setTrackColorMetric(metric.toString());
+    MetricsGraphWindowState::restore(*this, state);
 }
 
 QVariantMap PresentationWindowController::stateRecord() const {
@@ -456,6 +468,7 @@ QVariantMap PresentationWindowController::stateRecord() const {
     state.insert(QStringLiteral("muteAudio"),
                  videoViewController() ? videoViewController()->muteAudio() : muteAudio_);
     state.insert(QStringLiteral("trackColorMetric"), trackColorMetric_);
+    MetricsGraphWindowState::record(*this, state);
     return state;
 }
 

@@ -64,8 +64,8 @@ public:
 
     // The state record: restoring reads "frame", "initialDisplayedMetrics",
     // "initialDisplayedMetricsBeforeGun", "tableMetrics", "tableBoats", "initialMediaGroup",
-    // "layout", "muteAudio" and "trackColorMetric", ignoring any that is missing or of the wrong
-    // type.
+    // "layout", "muteAudio", "trackColorMetric", "graphMetrics" and "graphBoats", ignoring any
+    // that is missing or of the wrong type.
     void restoreState(const QVariantMap& state);
     QVariantMap stateRecord() const;
     // Re-reads the document into every child view.

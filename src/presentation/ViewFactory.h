@@ -7,7 +7,7 @@ class DocumentObservingViewController;
 class QWidget;
 
 // Makes the child views of presentation windows by their identifier ("VideoPlayback",
-// "MetricsTable", "TimelineView", "RaceMap").
+// "MetricsTable", "TimelineView", "RaceMap", "MetricsGraph").
 class ViewFactory {
 public:
     using Constructor = std::function<DocumentObservingViewController*(QWidget* parent)>;

@@ -31,4 +31,21 @@ target_sources(wakeline_ui PRIVATE
   presentation/RegionGrabOverlay.h
   presentation/ScreenCapture.cpp
   presentation/ScreenCapture.h
+  presentation/MetricsGraphView.cpp
+  presentation/MetricsGraphView.h
+  presentation/MetricsGraphChrome.cpp
+  presentation/MetricsGraphChrome.h
+  presentation/MetricsGraphDateFormats.cpp
+  presentation/MetricsGraphDateFormats.h
+  presentation/MetricsGraphLayout.cpp
+  presentation/MetricsGraphLayout.h
+  presentation/MetricsGraphPlot.cpp
+  presentation/MetricsGraphPlot.h
+  presentation/MetricsGraphPositionMarker.cpp
+  presentation/MetricsGraphPositionMarker.h
+  presentation/MetricsGraphStyle.h
+  presentation/MetricsGraphViewController.cpp
+  presentation/MetricsGraphViewController.h
+  presentation/MetricsGraphWindowState.cpp
+  presentation/MetricsGraphWindowState.h
 )

@@ -1,6 +1,7 @@
 wakeline_widget_test(presentation_tests
   presentation/ProgressWindowTest.cpp
   presentation/MetricsTableTest.cpp
+  presentation/MetricsGraphTest.cpp
   presentation/MetricsOverlayTest.cpp
   presentation/VideoPlaybackTest.cpp
   presentation/VideoSoundTest.cpp
