@@ -11,6 +11,7 @@
 //   graph_repaint [--ticks N] [--png OUT.png]
 
 #include "FleetFixture.h"
+#include "TimingStats.h"
 #include "core/UserDefaults.h"
 #include "document/Document.h"
 #include "document/MetricSeriesSet.h"
@@ -27,26 +28,12 @@
 #include <cstring>
 #include <vector>
 
-namespace {
+using namespace TimingStats;
 
-using Clock = std::chrono::steady_clock;
+namespace {
 
 const QSize frameSize(1920, 400);
 const QStringList metricKeys{"BoatSpeed", "Heading", "TWS", "TimeToGun"};
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double percentile(std::vector<double> values, double p) {
-    std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1))];
-}
-
-double milliseconds(Clock::time_point from, Clock::time_point to) {
-    return std::chrono::duration<double, std::milli>(to - from).count();
-}
 
 std::vector<MetricPresentation> presentations() {
     std::vector<MetricPresentation> metrics;

@@ -7,6 +7,7 @@
 
 #include "BenchVideo.h"
 #include "FleetFixture.h"
+#include "TimingStats.h"
 #include "app/AppDelegate.h"
 #include "app/StandardViews.h"
 #include "core/UserDefaults.h"
@@ -28,25 +29,7 @@
 #include <cstdio>
 #include <vector>
 
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double percentile(std::vector<double> values, double p) {
-    std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1))];
-}
-
-double milliseconds(Clock::time_point from, Clock::time_point to) {
-    return std::chrono::duration<double, std::milli>(to - from).count();
-}
-
-} // namespace
+using namespace TimingStats;
 
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");

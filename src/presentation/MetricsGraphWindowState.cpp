@@ -2,24 +2,16 @@
 
 #include "presentation/MetricsGraphViewController.h"
 #include "presentation/PresentationWindowController.h"
+#include "presentation/StateRecordValues.h"
 
 #include <algorithm>
+
+using StateRecordValues::isTextList;
 
 namespace {
 
 const QString metricsKey = QStringLiteral("graphMetrics");
 const QString boatsKey = QStringLiteral("graphBoats");
-
-// A list read from JSON arrives as a list of variants.
-bool isTextList(const QVariant& value) {
-    if (value.typeId() == QMetaType::QStringList)
-        return true;
-    if (value.typeId() != QMetaType::QVariantList)
-        return false;
-    const QVariantList list = value.toList();
-    return std::all_of(list.begin(), list.end(),
-                       [](const QVariant& item) { return item.typeId() == QMetaType::QString; });
-}
 
 // Copies first: the graph reports each change back into the window's state as it is made.
 void hand(MetricsGraphViewController& graph, const MetricsGraphWindowState& choices) {

@@ -12,6 +12,7 @@
 #include "presentation/MetricsGraphViewController.h"
 #include "presentation/MetricsGraphWindowState.h"
 #include "presentation/MetricsTableViewController.h"
+#include "presentation/StateRecordValues.h"
 #include "presentation/VideoPlaybackViewController.h"
 #include "presentation/ViewFactory.h"
 #include "race/Race.h"
@@ -381,6 +382,8 @@ QString frameText(const QWidget& window) {
         .arg(screen.height());
 }
 
+using StateRecordValues::isTextList;
+
 std::optional<QRect> frameFromText(const QString& text) {
     const QStringList parts = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     if (parts.size() < 4)
@@ -397,15 +400,6 @@ std::optional<QRect> frameFromText(const QString& text) {
     return QRect(numbers[0], numbers[1], numbers[2], numbers[3]);
 }
 
-bool isTextList(const QVariant& value) {
-    if (value.typeId() == QMetaType::QStringList)
-        return true;
-    if (value.typeId() != QMetaType::QVariantList)
-        return false;
-    const QVariantList list = value.toList();
-    return std::all_of(list.begin(), list.end(),
-                       [](const QVariant& item) { return item.typeId() == QMetaType::QString; });
-}
 } // namespace
 
 void PresentationWindowController::restoreState(const QVariantMap& state) {

@@ -4,6 +4,7 @@ target_sources(wakeline_ui PRIVATE
   presentation/PresentationLayout.cpp
   presentation/PresentationWindowController.cpp
   presentation/PresentationWindowController.h
+  presentation/StateRecordValues.h
   presentation/ViewFactory.cpp
   presentation/MediaCommands.cpp
   presentation/MediaCommands.h
