@@ -5,6 +5,7 @@
 #include "config/MetricsConfigTableModel.h"
 #include "core/FatalError.h"
 #include "document/Document.h"
+#include "document/LoggedMetrics.h"
 #include "media/MediaGroup.h"
 #include "metrics/BoatMetric.h"
 #include "metrics/MetricKeyList.h"
@@ -203,21 +204,14 @@ void MetricsConfigViewController::viewWillAppear() {
     QStringList ordered;
     for (std::size_t i = 0; i < BoatMetric::fixedCount; ++i)
         ordered.append(QString::fromStdString(BoatMetric::allFixed()[i].rawKey()));
-    QStringList custom;
     if (document_) {
-        for (const auto& asset : document_->allLogAssets()) {
-            if (!asset->boatLog())
-                continue;
-            for (const BoatMetric& metric : asset->boatLog()->availableMetrics()) {
-                QString key = QString::fromStdString(metric.rawKey());
-                keysWithData_.insert(key);
-                if (metric.isCustom() && !ordered.contains(key) && !custom.contains(key))
-                    custom.append(key);
-            }
+        for (const BoatMetric& metric : loggedMetrics(*document_)) {
+            QString key = QString::fromStdString(metric.rawKey());
+            keysWithData_.insert(key);
+            if (metric.isCustom() && !ordered.contains(key))
+                ordered.append(key);
         }
     }
-    std::sort(custom.begin(), custom.end());
-    ordered += custom;
     for (const QString& key : ordered)
         availableKeys_.insert(key);
     const QString filter = availableTableView_->property("filter").toString().trimmed();

@@ -3,6 +3,7 @@
 #include "boatlog/DoubleArrayBoatLog.h"
 #include "boatlog/LogFileAsset.h"
 #include "document/Document.h"
+#include "document/LoggedMetrics.h"
 #include "metrics/BoatMetric.h"
 #include "metrics/MetricKeyList.h"
 #include "metrics/MetricPresentation.h"
@@ -123,16 +124,11 @@ void MetricsTableConfigViewController::reload() {
     availableKeys_.clear();
     for (std::size_t i = 0; i < BoatMetric::fixedCount; ++i)
         availableKeys_.append(QString::fromStdString(BoatMetric::allFixed()[i].rawKey()));
-    QStringList custom;
     if (document)
-        for (const auto& asset : document->allLogAssets())
-            if (asset->boatLog())
-                for (const BoatMetric& metric : asset->boatLog()->availableMetrics())
-                    if (QString key = QString::fromStdString(metric.rawKey());
-                        metric.isCustom() && !custom.contains(key) && !availableKeys_.contains(key))
-                        custom.append(key);
-    std::sort(custom.begin(), custom.end());
-    availableKeys_ += custom;
+        for (const BoatMetric& metric : loggedMetrics(*document))
+            if (QString key = QString::fromStdString(metric.rawKey());
+                metric.isCustom() && !availableKeys_.contains(key))
+                availableKeys_.append(key);
     available_->clear();
     for (const QString& key : availableKeys_)
         available_->addItem(metricItem(key));

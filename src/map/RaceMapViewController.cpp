@@ -4,6 +4,7 @@
 #include "boatlog/LogFileAsset.h"
 #include "core/UserDefaults.h"
 #include "document/Document.h"
+#include "document/LoggedMetrics.h"
 #include "map/MapScene.h"
 #include "map/MapView.h"
 #include "map/RaceMap.h"
@@ -133,13 +134,8 @@ void RaceMapViewController::addTrackColorMenu(QMenu* menu) {
     submenu->addSeparator();
 
     // Metrics that no log of the document has are shown but cannot be chosen.
-    std::vector<BoatMetric> logged;
-    if (Document* d = document())
-        for (const auto& asset : d->allLogAssets())
-            if (const auto& log = asset->boatLog())
-                for (const BoatMetric& metric : log->availableMetrics())
-                    if (std::find(logged.begin(), logged.end(), metric) == logged.end())
-                        logged.push_back(metric);
+    const std::vector<BoatMetric> logged =
+        document() ? loggedMetrics(*document()) : std::vector<BoatMetric>();
     std::vector<BoatMetric> offered = trackColorMetrics();
     if (const auto& chosen = raceMap_->trackColorMetric();
         chosen && std::find(offered.begin(), offered.end(), *chosen) == offered.end())

@@ -2,6 +2,7 @@
 
 #include "boatlog/LogFileAsset.h"
 #include "document/Document.h"
+#include "document/LoggedMetrics.h"
 #include "document/RaceAtPosition.h"
 #include "metrics/BoatMetric.h"
 #include "metrics/MetricPresentation.h"
@@ -262,27 +263,11 @@ void MetricsGraphViewController::rebuild() {
 }
 
 QStringList MetricsGraphViewController::offeredMetrics() const {
-    std::set<std::size_t> fixed;
-    std::set<std::string> custom;
-    if (Document* d = document()) {
-        for (const auto& asset : d->allLogAssets()) {
-            if (!asset || !asset->boatLog())
-                continue;
-            for (const BoatMetric& metric : asset->boatLog()->availableMetrics()) {
-                if (!isGraphable(metric))
-                    continue;
-                if (metric.isCustom())
-                    custom.insert(metric.customName());
-                else
-                    fixed.insert(metric.fixedIndex());
-            }
-        }
-    }
     QStringList keys;
-    for (std::size_t index : fixed)
-        keys.append(QString::fromStdString(BoatMetric::allFixed()[index].rawKey()));
-    for (const std::string& name : custom)
-        keys.append(QString::fromStdString(name));
+    if (Document* d = document())
+        for (const BoatMetric& metric : loggedMetrics(*d))
+            if (isGraphable(metric))
+                keys.append(QString::fromStdString(metric.rawKey()));
     for (const QString& key : shownMetrics())
         if (!keys.contains(key))
             keys.append(key);
