@@ -9,6 +9,7 @@
 #include "presentation/MediaCommands.h"
 #include "presentation/MetricsTableViewController.h"
 #include "presentation/PresentationWindowController.h"
+#include "presentation/ReplayExportRunner.h"
 #include "presentation/UndoActions.h"
 
 #include <QAction>
@@ -75,6 +76,19 @@ void MainMenu::install(PresentationWindowController& window, AppDelegate& delega
     QObject::connect(file, &QMenu::aboutToShow, file, [importLogs, target] {
         Document* document = target ? target->currentDocument() : nullptr;
         importLogs->setEnabled(document && document->isEditable() && !document->boats().empty());
+    });
+    auto* exportReplay = file->addAction(QObject::tr("Export Replay Video…"), &window, [target] {
+        if (!target)
+            return;
+        auto* runner = target->findChild<ReplayExportRunner*>();
+        if (!runner)
+            runner = new ReplayExportRunner(*target);
+        runner->run();
+    });
+    exportReplay->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
+    QObject::connect(file, &QMenu::aboutToShow, file, [exportReplay, target] {
+        Document* document = target ? target->currentDocument() : nullptr;
+        exportReplay->setEnabled(document && document->eventStartTime().has_value());
     });
     file->addSeparator();
     auto* close = file->addAction(QObject::tr("&Close"), &window, [target] {

@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QThread>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -115,5 +116,14 @@ void ProgressWindowController::setByteProgress(qint64 done, qint64 total) {
         content_->descriptionLabel()->setText(description_ + QStringLiteral("  ") +
                                               locale().formattedDataSize(done) + tr(" of ") +
                                               locale().formattedDataSize(total));
+    });
+}
+
+void ProgressWindowController::setProgress(double fraction, const QString& detail) {
+    onOwnThread([this, fraction, detail] {
+        auto* bar = content_->progressIndicator();
+        bar->setRange(0, 1000);
+        bar->setValue(int(std::clamp(fraction, 0.0, 1.0) * 1000.0));
+        content_->descriptionLabel()->setText(description_ + QStringLiteral("  ") + detail);
     });
 }

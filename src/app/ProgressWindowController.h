@@ -51,6 +51,9 @@ public:
     // Turns the bar into a measured one: `done` of `total` bytes, also written after the
     // description. Any thread.
     void setByteProgress(qint64 done, qint64 total);
+    // Turns the bar into a measured one at `fraction` (0 to 1), with `detail` after the
+    // description. Any thread.
+    void setProgress(double fraction, const QString& detail);
 
 private:
     // Runs `work` now when on the window's thread, else queues it there.

@@ -4,6 +4,7 @@
 #include "app/AppDelegate.h"
 #include "app/DocumentController.h"
 #include "app/ExamineCommand.h"
+#include "app/ExportVideoCommand.h"
 #include "app/ImportLogsCommand.h"
 #include "app/NewCommand.h"
 #include "app/ProbeMediaCommand.h"
@@ -40,6 +41,8 @@ int usage() {
         "       wakeline inspect DOC [--at TIME]\n"
         "       wakeline probe-media FILE... [--zone ID]\n"
         "       wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n"
+        "       wakeline export-video DOC --from TIME --to TIME --layout LAYOUT --size WxH [--fps N] "
+        "[--speed X] [--overlay-only] [--no-sound] -o OUT\n"
         "       wakeline new DOC [--zone ID]\n"
         "       wakeline add-boat DOC --name NAME [--short NAME] [--color RRGGBB] [--length M] "
         "[--gps-offset M] [--mode Main|Secondary|Other]\n"
@@ -108,7 +111,7 @@ int runDesktop(int argc, char* argv[]) {
 
 int main(int argc, char* argv[]) {
     const QString verb = argc >= 2 ? QString::fromLocal8Bit(argv[1]) : QString();
-    if (verb == QLatin1String("render")) {
+    if (verb == QLatin1String("render") || verb == QLatin1String("export-video")) {
         // Drawing needs no screen: without one, Qt's offscreen platform draws the same pixels.
         if (!hasDisplay())
             qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -118,7 +121,8 @@ int main(int argc, char* argv[]) {
         AppDelegate::registerDefaults();
         QStringList arguments = QCoreApplication::arguments();
         arguments.removeAt(1);
-        return RenderCommand::run(arguments);
+        return verb == QLatin1String("render") ? RenderCommand::run(arguments)
+                                               : ExportVideoCommand::run(arguments);
     }
     // The editing verbs: each changes a package as one edit, without a window.
     const std::pair<const char*, int (*)(const QStringList&)> editingVerbs[] = {

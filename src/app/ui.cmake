@@ -10,6 +10,7 @@ target_sources(wakeline_ui PRIVATE
   app/RecoveryScheduler.cpp
   app/RecoveryScheduler.h
   app/RenderCommand.cpp
+  app/ExportVideoCommand.cpp
   app/StandardViews.cpp
   app/WindowController.cpp
   app/WindowController.h

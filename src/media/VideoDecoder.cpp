@@ -69,7 +69,9 @@ AVPixelFormat chooseFormat(AVCodecContext* context, const AVPixelFormat* offered
 struct VideoDecoder::State {
     enum class Step { frame, end, interrupted, hardwareFailed };
 
-    explicit State(const Options& options) : options(options), cache(options.cacheBytes) {}
+    explicit State(const Options& options) : options(options), cache(options.cacheBytes) {
+        converter.setMaximumSize(options.maximumWidth, options.maximumHeight);
+    }
 
     Options options;
     AvFormatContextHandle format;

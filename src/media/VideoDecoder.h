@@ -27,6 +27,10 @@ public:
         // VA-API when the machine has it; software otherwise.
         bool allowHardware = true;
         std::size_t cacheBytes = std::size_t{256} << 20;
+        // Pictures whose upright shape is larger are scaled down to fit as they are converted, with
+        // square pixels; 0 for full size. For a view that shows the video small, such as an export's.
+        int maximumWidth = 0;
+        int maximumHeight = 0;
     };
 
     // None, with a short reason for the user in `failure` ("the file does not exist", …), when the

@@ -59,13 +59,18 @@ void rotate(const std::uint8_t* source, std::ptrdiff_t sourceStride, int width, 
 
 } // namespace
 
-bool VideoFrameConverter::prepare(const AVFrame& frame) {
+void VideoFrameConverter::setMaximumSize(int width, int height) {
+    maximumWidth_ = std::max(0, width);
+    maximumHeight_ = std::max(0, height);
+}
+
+bool VideoFrameConverter::prepare(const AVFrame& frame, int width, int height) {
     bool fullRange = frame.color_range == AVCOL_RANGE_JPEG;
     const AVPixelFormat format = withoutFullRangeAlias(static_cast<AVPixelFormat>(frame.format), &fullRange);
     // An unscaled YUV to RGB conversion takes libswscale's fast path whatever the filter; bilinear
     // only matters for formats that need a chroma filter.
     SwsContext* scaler =
-        sws_getCachedContext(scaler_.release(), frame.width, frame.height, format, frame.width, frame.height,
+        sws_getCachedContext(scaler_.release(), frame.width, frame.height, format, width, height,
                              AV_PIX_FMT_BGRA, SWS_BILINEAR, nullptr, nullptr, nullptr);
     scaler_.reset(scaler);
     if (!scaler)
@@ -79,36 +84,46 @@ bool VideoFrameConverter::prepare(const AVFrame& frame) {
 
 VideoFrame VideoFrameConverter::convert(const AVFrame& frame, int rotation, AVRational sampleAspectRatio,
                                         VideoFrame::Timing timing) {
-    if (frame.width <= 0 || frame.height <= 0 || !prepare(frame))
+    if (frame.width <= 0 || frame.height <= 0)
         return {};
     const double aspect =
         sampleAspectRatio.num > 0 && sampleAspectRatio.den > 0 ? av_q2d(sampleAspectRatio) : 1.0;
-    const int stretchedWidth = std::max(1, static_cast<int>(std::lround(frame.width * aspect)));
+    int stretchedWidth = std::max(1, static_cast<int>(std::lround(frame.width * aspect)));
     const bool sideways = rotation == 90 || rotation == 270;
-    VideoFrame picture =
-        sideways ? VideoFrame(frame.height, frame.width, frame.height, stretchedWidth, timing, pool_.get())
-                 : VideoFrame(frame.width, frame.height, stretchedWidth, frame.height, timing, pool_.get());
+    // The stored picture's size: the frame's own, or scaled to fit the limit with square pixels.
+    int width = frame.width;
+    int height = frame.height;
+    double scale = 1.0;
+    if (maximumWidth_ > 0)
+        scale = std::min(scale, double(maximumWidth_) / (sideways ? frame.height : stretchedWidth));
+    if (maximumHeight_ > 0)
+        scale = std::min(scale, double(maximumHeight_) / (sideways ? stretchedWidth : frame.height));
+    if (scale < 1.0) {
+        width = stretchedWidth = std::max(1, static_cast<int>(std::lround(stretchedWidth * scale)));
+        height = std::max(1, static_cast<int>(std::lround(frame.height * scale)));
+    }
+    if (!prepare(frame, width, height))
+        return {};
+    VideoFrame picture = sideways ? VideoFrame(height, width, height, stretchedWidth, timing, pool_.get())
+                                  : VideoFrame(width, height, stretchedWidth, height, timing, pool_.get());
 
     if (rotation == 0) {
         std::uint8_t* planes[4] = {picture.scanLineForWriting(0), nullptr, nullptr, nullptr};
         int strides[4] = {picture.stride(), 0, 0, 0};
-        if (sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, strides) !=
-            frame.height)
+        if (sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, strides) != height)
             return {};
         return picture;
     }
     // Converted first, then turned: libswscale writes lines only.
-    const std::ptrdiff_t unrotatedStride = (frame.width * 4 + 63) / 64 * 64;
-    unrotated_.resize(static_cast<std::size_t>(unrotatedStride) * static_cast<std::size_t>(frame.height) +
-                      64);
+    const std::ptrdiff_t unrotatedStride = (width * 4 + 63) / 64 * 64;
+    unrotated_.resize(static_cast<std::size_t>(unrotatedStride) * static_cast<std::size_t>(height) + 64);
     auto* unrotated = reinterpret_cast<std::uint8_t*>(
         (reinterpret_cast<std::uintptr_t>(unrotated_.data()) + 63) & ~static_cast<std::uintptr_t>(63));
     std::uint8_t* planes[4] = {unrotated, nullptr, nullptr, nullptr};
     int strides[4] = {static_cast<int>(unrotatedStride), 0, 0, 0};
-    if (sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, strides) !=
-        frame.height)
+    if (sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, strides) != height)
         return {};
-    rotate(unrotated, unrotatedStride, frame.width, frame.height, rotation, picture.scanLineForWriting(0),
+    rotate(unrotated, unrotatedStride, width, height, rotation, picture.scanLineForWriting(0),
            picture.stride());
     return picture;
 }

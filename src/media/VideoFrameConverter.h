@@ -17,11 +17,17 @@ public:
     // be converted.
     VideoFrame convert(const AVFrame& frame, int rotation, AVRational sampleAspectRatio,
                        VideoFrame::Timing timing);
+    // Pictures whose upright shape is larger come out scaled down to fit, with square pixels; 0 for no
+    // limit. For a view that shows the video small: scaling while converting costs less than
+    // converting the whole picture and scaling it for the screen.
+    void setMaximumSize(int width, int height);
 
 private:
-    bool prepare(const AVFrame& frame);
+    bool prepare(const AVFrame& frame, int width, int height);
 
     SwsContextHandle scaler_;
+    int maximumWidth_ = 0;
+    int maximumHeight_ = 0;
     std::vector<std::uint8_t> unrotated_;
     // A few pictures' worth: what the cache lets go while playing comes back here.
     std::shared_ptr<VideoFramePool> pool_ = VideoFramePool::create(4);

@@ -375,7 +375,10 @@ void VideoPlaybackViewController::openVideo(const MediaAsset& asset) {
     const QString original = asset.url().toLocalFile();
     const QString proxy = usesProxies_ ? VideoProxyStore().find(original) : QString();
     playbackPath_ = proxy.isEmpty() ? original : proxy;
-    decoder_ = std::make_unique<VideoDecoderThread>(playbackPath_);
+    VideoDecoder::Options options;
+    options.maximumWidth = frameSizeLimit_.width();
+    options.maximumHeight = frameSizeLimit_.height();
+    decoder_ = std::make_unique<VideoDecoderThread>(playbackPath_, options);
     connect(decoder_.get(), &VideoDecoderThread::opened, this, [this] {
         if (shiftAssetPopover_)
             shiftAssetPopover_->setFrameDuration(frameDuration().value_or(defaultFrameStep));
@@ -425,7 +428,7 @@ void VideoPlaybackViewController::syncVideo() {
     Document* d = document();
     // The thread decodes ahead of the position only while the clock runs.
     const bool playing = d && d->isPlaying();
-    decoder_->setPlaying(playing);
+    decoder_->setPlaying(playing || decodesAhead_);
     videoPlayer_->setFastScaling(playing);
     syncSound(playing, *seconds);
     VideoDecoderThread::Answer answer = decoder_->request(*seconds);

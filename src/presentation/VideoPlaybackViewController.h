@@ -118,6 +118,12 @@ public:
     // and exports always come from the original; so do the command line's renderings, which do
     // without proxies.
     void setUsesProxies(bool uses) { usesProxies_ = uses; }
+    // Decodes the frames after the position even while paused: an export walks forward through the
+    // video one picture at a time and would otherwise wait for every frame.
+    void setDecodesAhead(bool decodes) { decodesAhead_ = decodes; }
+    // Videos opened from now on are decoded at most this large (none: at their own size). An export
+    // draws the picture at one size throughout, and scaling while decoding is the cheapest scaling.
+    void setFrameSizeLimit(QSize size) { frameSizeLimit_ = size; }
     // The file the displayed video plays from: its own, or its proxy.
     const QString& playbackPath() const { return playbackPath_; }
 
@@ -216,5 +222,7 @@ private:
     AlertPresenter alert_;
     bool showsControls_ = true;
     bool usesProxies_ = true;
+    bool decodesAhead_ = false;
+    QSize frameSizeLimit_;
     QString playbackPath_;
 };

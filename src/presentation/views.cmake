@@ -27,6 +27,12 @@ target_sources(wakeline_ui PRIVATE
   presentation/ExportFolder.h
   presentation/MediaExporter.cpp
   presentation/MediaExporter.h
+  presentation/ReplayExportJob.cpp
+  presentation/ReplayExportJob.h
+  presentation/ReplayExportDialog.cpp
+  presentation/ReplayExportDialog.h
+  presentation/ReplayExportRunner.cpp
+  presentation/ReplayExportRunner.h
   presentation/RegionGrabOverlay.cpp
   presentation/RegionGrabOverlay.h
   presentation/ScreenCapture.cpp

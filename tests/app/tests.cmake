@@ -1,8 +1,10 @@
 # The desktop program's shell: windows, documents, menus, the render verb, and one real window
 # under Xvfb.
 wakeline_widget_test(shell_tests app/ShellFixture.cpp app/PresentationWindowTest.cpp app/DocumentControllerTest.cpp
-  app/RenderAndSmokeTest.cpp app/CrashReporterTest.cpp app/SavingAndRecoveryTest.cpp app/MediaDropTest.cpp
+  app/RenderAndSmokeTest.cpp app/ExportVideoTest.cpp app/CrashReporterTest.cpp app/SavingAndRecoveryTest.cpp app/MediaDropTest.cpp
   media/VideoFixtures.cpp)
+# The export test reads the films it makes through libavformat.
+target_link_libraries(shell_tests PRIVATE PkgConfig::FFMPEG)
 find_program(XVFB_RUN xvfb-run)
 if(XVFB_RUN)
   target_compile_definitions(shell_tests PRIVATE XVFB_RUN="${XVFB_RUN}")

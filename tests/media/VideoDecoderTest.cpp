@@ -262,3 +262,31 @@ TEST(VideoDecoderTest, PlaysWhatIsLeftOfACutFile) {
     EXPECT_EQ(decoder->frameAt(3.5).time(), late.time());
     EXPECT_EQ(shownIndex(decoder->frameAt(0.4)), 10);
 }
+
+TEST(VideoDecoderTest, ScalesPicturesDownToALimitKeepingTheirShape) {
+    VideoDecoder::Options small;
+    small.maximumWidth = 160;
+    small.maximumHeight = 160;
+    // Non-square pixels come out square at the picture's shape: 427 × 240 on screen fits as 160 × 90.
+    auto hevc = openVideo(videos().hevc, small);
+    ASSERT_TRUE(hevc);
+    VideoFrame at = hevc->frameAt(7 * frame);
+    EXPECT_EQ(at.width(), 160);
+    EXPECT_EQ(at.height(), 90);
+    EXPECT_EQ(at.displayWidth(), 160);
+    EXPECT_EQ(shownIndex(at), 7);
+    // Turned pictures fit upright: 240 × 320 as 120 × 160.
+    auto turned = openVideo(videos().turnedRight, small);
+    ASSERT_TRUE(turned);
+    at = turned->frameAt(57 * frame);
+    EXPECT_EQ(at.width(), 120);
+    EXPECT_EQ(at.height(), 160);
+    EXPECT_EQ(shownIndex(at, 90), 57);
+    // A limit larger than the picture leaves it at its own size.
+    VideoDecoder::Options large;
+    large.maximumWidth = 1920;
+    large.maximumHeight = 1080;
+    auto plain = openVideo(videos().h264, large);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->frameAt(0).width(), 320);
+}

@@ -115,21 +115,25 @@ const Videos& videos() {
 int shownIndex(const VideoFrame& frame, int rotation) {
     if (frame.isNull())
         return -1;
+    // The unturned picture's size: 320 × 240, or smaller when decoded scaled down.
+    const bool sideways = rotation == 90 || rotation == 270;
+    const int width = sideways ? frame.height() : frame.width();
+    const int height = sideways ? frame.width() : frame.height();
     auto white = [&](int block) {
         // The block's centre in the unturned picture, then where the turn took it.
-        const int x = block % 4 * 80 + 40;
-        const int y = block / 4 * 60 + 30;
+        const int x = (block % 4 * 80 + 40) * width / 320;
+        const int y = (block / 4 * 60 + 30) * height / 240;
         int turnedX = x;
         int turnedY = y;
         if (rotation == 90) {
-            turnedX = 240 - 1 - y;
+            turnedX = height - 1 - y;
             turnedY = x;
         } else if (rotation == 270) {
             turnedX = y;
-            turnedY = 320 - 1 - x;
+            turnedY = width - 1 - x;
         } else if (rotation == 180) {
-            turnedX = 320 - 1 - x;
-            turnedY = 240 - 1 - y;
+            turnedX = width - 1 - x;
+            turnedY = height - 1 - y;
         }
         const std::uint32_t pixel = frame.pixel(turnedX, turnedY);
         return ((pixel >> 8) & 0xff) > 128; // green
