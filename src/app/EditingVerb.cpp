@@ -1,11 +1,9 @@
 #include "app/EditingVerb.h"
 
-#include "app/StderrProgress.h"
+#include "app/PackageOpening.h"
 #include "core/Diagnostics.h"
 #include "document/Document.h"
 #include "document/DocumentEdit.h"
-#include "document/DocumentOpener.h"
-#include "document/DocumentPackageReader.h"
 #include "document/DocumentPackageWriter.h"
 
 #include <QDir>
@@ -24,15 +22,11 @@ int EditingVerb::run(const QString& packagePath, const std::function<Preparation
                      const std::function<void(const Document&, nlohmann::ordered_json&)>& describe) {
     Diagnostics::setStream(stderr);
     const QString path = QDir::cleanPath(QFileInfo(packagePath).absoluteFilePath());
-    auto read = DocumentPackageReader::read(path);
-    if (auto* error = std::get_if<DocumentLoadingError>(&read)) {
-        std::fprintf(stderr, "%s\n", qPrintable(failureReason(*error)));
-        return 1;
-    }
     Document document;
-    if (!DocumentOpener::openAndWait(document, std::get<DocumentReference>(std::move(read)), path,
-                                     std::make_shared<StderrProgress>())) {
-        std::fprintf(stderr, "The document could not be opened; it was left as it was.\n");
+    if (QString why; !openPackage(path, document, &why)) {
+        std::fprintf(stderr, "%s\n",
+                     why.isEmpty() ? "The document could not be opened; it was left as it was."
+                                   : qPrintable(why));
         return 1;
     }
     Preparation prepared = prepare(document);

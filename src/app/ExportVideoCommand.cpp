@@ -1,15 +1,12 @@
 #include "app/ExportVideoCommand.h"
 
-#include "app/StderrProgress.h"
+#include "app/PackageOpening.h"
 #include "app/TimeArgument.h"
+#include "app/VerbArguments.h"
 #include "document/Document.h"
-#include "document/DocumentErrors.h"
-#include "document/DocumentOpener.h"
-#include "document/DocumentPackageReader.h"
 #include "presentation/ReplayExportJob.h"
 
 #include <QEventLoop>
-#include <QRegularExpression>
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -55,12 +52,10 @@ int ExportVideoCommand::run(const QStringList& arguments) {
                 return usage("--layout needs a layout");
             layoutText = *text;
         } else if (argument == QLatin1String("--size")) {
-            auto text = next();
-            auto match =
-                QRegularExpression(QStringLiteral("^(\\d{2,5})x(\\d{2,5})$")).match(text.value_or(QString()));
-            if (!match.hasMatch())
+            const std::optional<QSize> size = VerbArguments::size(next().value_or(QString()));
+            if (!size)
                 return usage("--size: WxH in pixels, e.g. 1280x720");
-            settings.size = QSize(match.captured(1).toInt(), match.captured(2).toInt());
+            settings.size = *size;
         } else if (argument == QLatin1String("--fps")) {
             bool ok = false;
             settings.framesPerSecond = next().value_or(QString()).toInt(&ok);
@@ -77,9 +72,7 @@ int ExportVideoCommand::run(const QStringList& arguments) {
             if (!text)
                 return usage("--metrics and --metrics-before-gun need metric keys, e.g. BoatSpeed,TWA");
             // As for render: an empty text shows no numbers on that side of the gun.
-            QStringList keys = text->split(QLatin1Char(','), Qt::SkipEmptyParts);
-            for (QString& key : keys)
-                key = key.trimmed();
+            const QStringList keys = VerbArguments::metricKeys(*text);
             settings.windowState.insert(argument == QLatin1String("--metrics")
                                             ? QStringLiteral("initialDisplayedMetrics")
                                             : QStringLiteral("initialDisplayedMetricsBeforeGun"),
@@ -117,17 +110,10 @@ int ExportVideoCommand::run(const QStringList& arguments) {
     if (QString problem = ReplayExportJob::problem(settings); !problem.isEmpty())
         return usage(qPrintable(problem));
 
-    auto read = DocumentPackageReader::read(packagePath);
-    if (auto* error = std::get_if<DocumentLoadingError>(&read)) {
-        std::fprintf(stderr, "wakeline export-video: %s: %s\n", qPrintable(packagePath),
-                     qPrintable(failureReason(*error)));
-        return 1;
-    }
     Document document;
-    if (!DocumentOpener::openAndWait(document, std::get<DocumentReference>(std::move(read)), packagePath,
-                                     std::make_shared<StderrProgress>())) {
-        std::fprintf(stderr, "wakeline export-video: %s: the document could not be opened\n",
-                     qPrintable(packagePath));
+    if (QString why; !openPackage(packagePath, document, &why)) {
+        std::fprintf(stderr, "wakeline export-video: %s: %s\n", qPrintable(packagePath),
+                     qPrintable(why.isEmpty() ? QStringLiteral("the document could not be opened") : why));
         return 1;
     }
 

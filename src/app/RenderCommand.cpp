@@ -1,11 +1,9 @@
 #include "app/RenderCommand.h"
 
-#include "app/StderrProgress.h"
+#include "app/PackageOpening.h"
 #include "app/TimeArgument.h"
+#include "app/VerbArguments.h"
 #include "document/Document.h"
-#include "document/DocumentErrors.h"
-#include "document/DocumentOpener.h"
-#include "document/DocumentPackageReader.h"
 #include "presentation/MetricsOverlayView.h"
 #include "presentation/PresentationWindowController.h"
 #include "presentation/VideoPlaybackViewController.h"
@@ -15,7 +13,6 @@
 #include <QEventLoop>
 #include <QImage>
 #include <QPainter>
-#include <QRegularExpression>
 #include <QTimer>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -64,11 +61,8 @@ int RenderCommand::run(const QStringList& arguments) {
             auto text = next();
             if (!text)
                 return usage("--metrics and --metrics-before-gun need metric keys, e.g. BoatSpeed,TWA");
-            // An empty text shows no numbers on that side of the gun.
-            QStringList keys = text->split(QLatin1Char(','), Qt::SkipEmptyParts);
-            for (QString& key : keys)
-                key = key.trimmed();
-            (argument == QLatin1String("--metrics") ? metrics : metricsBeforeGun) = keys;
+            (argument == QLatin1String("--metrics") ? metrics : metricsBeforeGun) =
+                VerbArguments::metricKeys(*text);
         } else if (argument == QLatin1String("--layout")) {
             auto text = next();
             if (!text)
@@ -99,22 +93,15 @@ int RenderCommand::run(const QStringList& arguments) {
     auto layout = presentationLayoutFromText(layoutText);
     if (!layout)
         return usage(qPrintable(QStringLiteral("unknown layout \"%1\"").arg(layoutText)));
-    auto match = QRegularExpression(QStringLiteral("^(\\d{2,5})x(\\d{2,5})$")).match(sizeText);
-    if (!match.hasMatch())
+    const std::optional<QSize> chosenSize = VerbArguments::size(sizeText);
+    if (!chosenSize)
         return usage("--size: WxH in pixels, e.g. 1920x1080");
-    const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
+    const QSize size = *chosenSize;
 
-    auto read = DocumentPackageReader::read(packagePath);
-    if (auto* error = std::get_if<DocumentLoadingError>(&read)) {
-        std::fprintf(stderr, "wakeline render: %s: %s\n", qPrintable(packagePath),
-                     qPrintable(failureReason(*error)));
-        return 1;
-    }
     Document document;
-    if (!DocumentOpener::openAndWait(document, std::get<DocumentReference>(std::move(read)), packagePath,
-                                     std::make_shared<StderrProgress>())) {
-        std::fprintf(stderr, "wakeline render: %s: the document could not be opened\n",
-                     qPrintable(packagePath));
+    if (QString why; !openPackage(packagePath, document, &why)) {
+        std::fprintf(stderr, "wakeline render: %s: %s\n", qPrintable(packagePath),
+                     qPrintable(why.isEmpty() ? QStringLiteral("the document could not be opened") : why));
         return 1;
     }
 

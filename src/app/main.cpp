@@ -11,6 +11,7 @@
 #include "app/RenderCommand.h"
 #include "app/SetZoneCommand.h"
 #include "app/StandardViews.h"
+#include "app/SyncCommand.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -39,7 +40,7 @@ int usage() {
         "       wakeline inspect LOG.hdf5 [--zone ID] [--offset S] [--at TIME [--interpolated]] "
         "[--metric KEY]...\n"
         "       wakeline inspect DOC [--at TIME]\n"
-        "       wakeline probe-media FILE... [--zone ID]\n"
+        "       wakeline probe-media [--track] FILE... [--zone ID]\n"
         "       wakeline render DOC --at TIME --layout LAYOUT --size WxH -o OUT.png\n"
         "       wakeline export-video DOC --from TIME --to TIME --layout LAYOUT --size WxH [--fps N] "
         "[--speed X] [--overlay-only] [--no-sound] -o OUT\n"
@@ -49,7 +50,8 @@ int usage() {
         "       wakeline import-logs DOC --boat NAME FILE...\n"
         "       wakeline add-media DOC --group NAME FILE...\n"
         "       wakeline add-race DOC --name NAME --gun TIME [--finish TIME] [--pin LAT,LON --rc LAT,LON]\n"
-        "       wakeline set-zone DOC ID\n");
+        "       wakeline set-zone DOC ID\n"
+        "       wakeline sync DOC --group NAME [--boat NAME] [--apply]\n");
     return 2;
 }
 
@@ -132,6 +134,7 @@ int main(int argc, char* argv[]) {
         {"add-media", &AddMediaCommand::run},
         {"add-race", &AddRaceCommand::run},
         {"set-zone", &SetZoneCommand::run},
+        {"sync", &SyncCommand::run},
     };
     for (const auto& [name, run] : editingVerbs) {
         if (verb != QLatin1String(name))

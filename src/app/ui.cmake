@@ -11,6 +11,8 @@ target_sources(wakeline_ui PRIVATE
   app/RecoveryScheduler.h
   app/RenderCommand.cpp
   app/ExportVideoCommand.cpp
+  app/PackageOpening.cpp
+  app/VerbArguments.cpp
   app/StandardViews.cpp
   app/WindowController.cpp
   app/WindowController.h

@@ -5,15 +5,18 @@
 #include "config/MediaFileAddition.h"
 #include "config/TimeZoneComboBox.h"
 #include "config/ZonedDateTimeEdit.h"
+#include "document/AssetSync.h"
 #include "document/Document.h"
 #include "document/PlaceMediaAssets.h"
 #include "document/RemoveMediaAssets.h"
 #include "document/RenameMediaGroup.h"
+#include "document/SyncAssets.h"
 #include "media/MediaAsset.h"
 #include "media/MediaFileAdder.h"
 #include "media/MediaGroup.h"
 #include "presentation/EditPerformer.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <QDoubleSpinBox>
 #include <QDragMoveEvent>
@@ -142,6 +145,13 @@ void MediaGroupConfigViewController::buildView() {
     connect(removeButton_, &QPushButton::clicked, this,
             &MediaGroupConfigViewController::removeSelectedAssets);
 
+    syncButton_ = new QPushButton(tr("Sync to Data"), this);
+    syncButton_->setObjectName("syncToData");
+    syncButton_->setToolTip(
+        tr("Line the selected videos (all videos when none is selected) up with the main boat's data "
+           "by their camera's own GPS"));
+    connect(syncButton_, &QPushButton::clicked, this, &MediaGroupConfigViewController::syncToData);
+
     auto* seconds = new SecondsSpinBox(this);
     seconds->setDecimals(3);
     seconds->setRange(-1e10, 1e10);
@@ -178,6 +188,7 @@ void MediaGroupConfigViewController::buildView() {
     auto* buttons = new QHBoxLayout();
     buttons->addWidget(addButton_);
     buttons->addWidget(removeButton_);
+    buttons->addWidget(syncButton_);
     buttons->addStretch();
 
     auto* timeBox = new QGroupBox(tr("Time of the selected files"), this);
@@ -326,6 +337,41 @@ void MediaGroupConfigViewController::addUrls(const QList<QUrl>& urls) {
         return;
     if (auto* progress = MediaFileAddition::start(window(), document_, group_, urls, alert_))
         progress_ = progress;
+}
+
+void MediaGroupConfigViewController::syncToData() {
+    if (!document_ || !groupIsInDocument())
+        return;
+    std::vector<std::shared_ptr<MediaAsset>> assets = selectedAssets();
+    if (assets.empty())
+        for (const auto& asset : document_->assets())
+            if (asset->mediaGroup() == group_)
+                assets.push_back(asset);
+    std::vector<std::pair<std::shared_ptr<MediaAsset>, double>> shifts;
+    QStringList lines;
+    // Reading the camera tracks of long clips takes a moment; the editor waits for them.
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    for (const auto& asset : assets) {
+        if (asset->isPhoto())
+            continue;
+        const AssetSync::Proposal proposal = AssetSync::propose(*document_, asset);
+        const QString name = QFileInfo(asset->url().toLocalFile()).fileName();
+        if (!proposal.result) {
+            lines << tr("%1: %2").arg(name, proposal.failure);
+            continue;
+        }
+        lines << tr("%1: %2").arg(name, QString::fromStdString(proposal.result->summary()));
+        if (proposal.result->confident)
+            shifts.emplace_back(asset, proposal.result->offset);
+    }
+    QApplication::restoreOverrideCursor();
+    if (lines.isEmpty())
+        lines << tr("The group has no videos.");
+    const bool moved = !shifts.empty();
+    if (moved)
+        performEdit(*document_, std::make_unique<SyncAssets>(std::move(shifts)));
+    alert_(window(), moved ? tr("Synced to the data") : tr("Nothing was synced"),
+           lines.join(QLatin1Char('\n')));
 }
 
 void MediaGroupConfigViewController::removeSelectedAssets() {

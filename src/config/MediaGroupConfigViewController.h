@@ -43,6 +43,7 @@ public:
     MediaAssetTableModel* assetsModel() const { return model_; }
     QPushButton* addButton() const { return addButton_; }
     QPushButton* removeButton() const { return removeButton_; }
+    QPushButton* syncButton() const { return syncButton_; }
     // The spin box is both the stepper and the field of the seconds.
     QDoubleSpinBox* secondsStepper() const { return seconds_; }
     QDoubleSpinBox* secondsField() const { return seconds_; }
@@ -63,6 +64,10 @@ public:
     // The button actions.
     void addFiles();
     void removeSelectedAssets();
+    // "Sync to Data": each selected video (every video of the group when none is selected) lined up
+    // by its camera's GPS with the main boat's logs; the confident ones move as one undoable edit,
+    // and an alert says what was found for each.
+    void syncToData();
     // Adds the files (the files inside folders) to the group while the progress window shows.
     void addUrls(const QList<QUrl>& urls);
 
@@ -87,6 +92,7 @@ private:
     MediaAssetTableModel* model_ = nullptr;
     QPushButton* addButton_ = nullptr;
     QPushButton* removeButton_ = nullptr;
+    QPushButton* syncButton_ = nullptr;
     QDoubleSpinBox* seconds_ = nullptr;
     TimeZoneComboBox* zoneBox_ = nullptr;
     ZonedDateTimeEdit* timestampPicker_ = nullptr;

@@ -22,6 +22,9 @@ struct ContainerMetadata {
     std::vector<MetadataItem> items;
     std::optional<Instant> creationDate;
     std::optional<double> duration; // seconds
+    // A track of timed metadata (QuickTime handler "meta"), such as a GoPro's GPS and motion
+    // samples. Known for QuickTime and ISO files only.
+    bool hasTimedMetadataTrack = false;
 
     // QuickTime and ISO base media files through the box reader (only the header boxes are read);
     // every other container (AVI, Matroska, MPEG transport streams) through libavformat.

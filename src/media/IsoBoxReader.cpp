@@ -202,6 +202,7 @@ private:
     bool readHeader(std::uint64_t offset, std::uint64_t end, Header& header);
     bool readPayload(const Header& header, std::vector<std::uint8_t>& into);
     void readMoov(std::uint64_t start, std::uint64_t end);
+    void readTrack(std::uint64_t start, std::uint64_t end);
     void readMovieHeader(Bytes payload);
     void readUserData(Bytes payload, int depth);
     void readMeta(Bytes payload, int depth);
@@ -297,7 +298,9 @@ void Reader::readMoov(std::uint64_t start, std::uint64_t end) {
         bool movieHeader = header.type == fourCC("mvhd");
         bool userData = header.type == fourCC("udta");
         bool meta = header.type == fourCC("meta");
-        if ((movieHeader || userData || meta) && readPayload(header, payload)) {
+        if (header.type == fourCC("trak"))
+            readTrack(header.payloadOffset, header.end);
+        else if ((movieHeader || userData || meta) && readPayload(header, payload)) {
             Bytes bytes{payload.data(), payload.size()};
             if (movieHeader)
                 readMovieHeader(bytes);
@@ -307,6 +310,24 @@ void Reader::readMoov(std::uint64_t start, std::uint64_t end) {
                 readMeta(bytes, 1);
         }
         offset = header.end;
+    }
+}
+
+// Only whether the track is timed metadata (a GoPro's GPS and motion, say): trak/mdia/hdlr, whose
+// handler type follows its version, flags and a reserved word. The sample tables are not read.
+void Reader::readTrack(std::uint64_t start, std::uint64_t end) {
+    Header header;
+    for (std::uint64_t offset = start; readHeader(offset, end, header); offset = header.end) {
+        if (header.type != fourCC("mdia"))
+            continue;
+        Header child;
+        for (std::uint64_t at = header.payloadOffset; readHeader(at, header.end, child); at = child.end) {
+            std::uint8_t handler[4];
+            if (child.type == fourCC("hdlr") && child.end - child.payloadOffset >= 12 &&
+                source_.read(child.payloadOffset + 8, handler, 4) && std::memcmp(handler, "meta", 4) == 0)
+                metadata_.hasTimedMetadataTrack = true;
+        }
+        return;
     }
 }
 

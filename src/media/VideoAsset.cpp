@@ -4,16 +4,18 @@
 #include "core/Diagnostics.h"
 #include "core/FatalError.h"
 #include "core/UserDefaults.h"
+#include "media/CameraTrack.h"
 #include "media/ContainerMetadata.h"
+#include "media/DjiSubtitles.h"
 #include "media/FileCreationDate.h"
 #include "media/FileNameTimestamp.h"
 #include "media/TimeSourceLog.h"
 
-#include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <array>
+#include <cmath>
+#include <cstdio>
 
 using TimeSourceLog::describe;
 using TimeSourceLog::describeInstant;
@@ -23,6 +25,8 @@ namespace {
 struct Reading {
     Instant time;
     TimeZone zone;
+    // Which source gave it, as probe-media names it.
+    const char* source;
 };
 
 struct Camera {
@@ -74,40 +78,19 @@ std::optional<Instant> parseWithBareFormatter(const std::string& text) {
     return bare.parse(text);
 }
 
-// The sidecar subtitle file of a video: same base name, extension "SRT" in any case.
-std::optional<QString> sidecarSubtitlePath(const QString& videoPath) {
-    QFileInfo video(videoPath);
-    QDir directory = video.dir();
-    const QString base = video.completeBaseName();
-    for (const char* extension : {".SRT", ".srt"}) {
-        QString candidate = directory.filePath(base + extension);
-        if (QFileInfo::exists(candidate))
-            return candidate;
-    }
-    const QString wanted = base + ".srt";
-    QDirIterator entries(directory.path(), QDir::Files | QDir::Hidden);
-    while (entries.hasNext()) {
-        entries.next();
-        if (entries.fileName().compare(wanted, Qt::CaseInsensitive) == 0)
-            return entries.filePath();
-    }
-    return std::nullopt;
-}
-
 // Drone subtitles repeat the recording time in their first cue; its third line reads
 // "HOME(149.0251,-20.2532) 2017.08.05 14:11:51". The offset moves the video to that clock.
-double sidecarSubtitleOffset(const QString& videoPath, Instant fileStartTime) {
+std::optional<double> sidecarSubtitleOffset(const std::optional<QString>& path, Instant fileStartTime) {
     static const DateFormat subtitleFormat("yyyy.MM.dd HH:mm:ss", *TimeZone::fromSecondsFromGMT(0));
-    std::optional<QString> path = sidecarSubtitlePath(videoPath);
     if (!path)
-        return 0.0;
+        return std::nullopt;
     QFile file(*path);
     if (!file.open(QIODevice::ReadOnly))
-        return 0.0;
+        return std::nullopt;
     QByteArray line;
     for (int number = 1; number <= 3; ++number) {
         if (file.atEnd())
-            return 0.0;
+            return std::nullopt;
         line = file.readLine(4096);
     }
     // Lines end at "\n"; subtitle files written on Windows also carry a "\r" before it.
@@ -121,7 +104,46 @@ double sidecarSubtitleOffset(const QString& videoPath, Instant fileStartTime) {
     Diagnostics::printLine("Could not parse SRT date string '" + text +
                            "' with format yyyy.MM.dd HH:mm:ss at " +
                            QUrl::fromLocalFile(*path).toString().toStdString() + ":3");
-    return 0.0;
+    return std::nullopt;
+}
+
+struct GpsPlacement {
+    double offset;
+    std::string source;
+};
+
+// The camera's own GPS, when it has a locked fix: the offset that moves the clip from the start
+// detected above to its GPS start, with a line for the log, and a second one when the camera's clock
+// was more than two seconds off.
+std::optional<GpsPlacement> cameraGpsOffset(const std::string& name, const QString& path, Instant reading,
+                                            const TimeZone& zone, const std::optional<QString>& sidecar,
+                                            bool hasMetadataTrack) {
+    std::optional<CameraTrack> track = CameraTrack::read(path, sidecar, hasMetadataTrack);
+    if (!track)
+        return std::nullopt;
+    const char* where =
+        track->source == "srt-gps" ? "subtitle sidecar cue dates" : "GoPro metadata track (GPMF)";
+    std::optional<Instant> start = track->clipStart();
+    if (!start) {
+        Diagnostics::printLine(name + ": GPS in " + where +
+                               " has no locked fix with agreeing times; not used");
+        return std::nullopt;
+    }
+    // A drone's subtitle times are its clock's readings, understood in the file's zone like the
+    // file's own; GoPro's GPS times are UTC.
+    const Instant gpsStart = track->timeIsUtc ? *start : *start - zone.secondsFromGMT(*start);
+    const Instant detected = reading - zone.secondsFromGMT(reading);
+    const double offset = gpsStart - detected;
+    char seconds[64];
+    std::snprintf(seconds, sizeof seconds, "%.3f", offset);
+    Diagnostics::printLine(name + ": detected GPS start in " + where + ": " +
+                           TimeSourceLog::describe(gpsStart) + " (using this value, offset " + seconds +
+                           " s)");
+    if (std::abs(offset) > 2.0) {
+        std::snprintf(seconds, sizeof seconds, "%+.1f", offset);
+        Diagnostics::printLine(name + ": camera clock and GPS disagree by " + seconds + " s");
+    }
+    return GpsPlacement{offset, track->source};
 }
 
 } // namespace
@@ -141,7 +163,7 @@ AssetDetection<VideoAsset> VideoAsset::detect(const QUrl& url, const TimeZone& f
         Diagnostics::printLine(name + ": detected timestamp in file name: " + readingFormat.format(*reading) +
                                " (assuming time zone: " + fileTimeZone.identifier() + " = " +
                                describeInstant(*reading, fileTimeZone) + ")" + " (using this value)");
-        result = Reading{*reading, fileTimeZone};
+        result = Reading{*reading, fileTimeZone, "file-name"};
     }
 
     if (const MetadataItem* item = metadata.firstItem("mdta/com.apple.quicktime.creationdate");
@@ -153,7 +175,7 @@ AssetDetection<VideoAsset> VideoAsset::detect(const QUrl& url, const TimeZone& f
                                *item->stringValue + " = " + describe(*date);
             if (!result) {
                 Diagnostics::printLine(line + " (using this value)");
-                result = Reading{*date, fileTimeZone};
+                result = Reading{*date, fileTimeZone, "quicktime-creationdate"};
             }
         }
     }
@@ -169,7 +191,7 @@ AssetDetection<VideoAsset> VideoAsset::detect(const QUrl& url, const TimeZone& f
                                        " (assuming time zone: " + zone.identifier() +
                                        (camera ? std::string(" (") + camera->name + ")" : std::string()) +
                                        " = " + describeInstant(date, zone) + ")" + " (using this value)");
-                result = Reading{date, zone};
+                result = Reading{date, zone, "container-creation-date"};
             }
         } else {
             Diagnostics::printLine(name + ": skipping timestamp in Quicktime metadata / creation date: " +
@@ -185,7 +207,7 @@ AssetDetection<VideoAsset> VideoAsset::detect(const QUrl& url, const TimeZone& f
                 name + ": detected timestamp in file creation date: " + readingFormat.format(reading) +
                 " (assuming time zone: " + zone.identifier() + " = " + describeInstant(reading, zone) + ")" +
                 " (using this value)");
-            result = Reading{reading, zone};
+            result = Reading{reading, zone, "file-creation-date"};
         }
     }
 
@@ -193,11 +215,22 @@ AssetDetection<VideoAsset> VideoAsset::detect(const QUrl& url, const TimeZone& f
         return {nullptr, Failure::noTime, "no start time for " + url.toString().toStdString()};
 
     const double duration = metadata.duration.value_or(0.0);
-    const double offset = sidecarSubtitleOffset(path, result->time);
-    return {std::make_shared<VideoAsset>(url, result->time, duration, offset, result->zone,
-                                         std::move(mediaGroup)),
-            Failure::none,
-            {}};
+    double offset = 0.0;
+    std::string timeSource = result->source;
+    // Looked for once: finding it may mean listing the whole folder.
+    const std::optional<QString> subtitles = DjiSubtitles::sidecarOf(path);
+    if (auto sidecar = sidecarSubtitleOffset(subtitles, result->time)) {
+        offset = *sidecar;
+        timeSource = "srt-gps";
+    } else if (auto gps = cameraGpsOffset(name, path, result->time, result->zone, subtitles,
+                                          metadata.hasTimedMetadataTrack)) {
+        offset = gps->offset;
+        timeSource = gps->source;
+    }
+    auto asset = std::make_shared<VideoAsset>(url, result->time, duration, offset, result->zone,
+                                              std::move(mediaGroup));
+    asset->timeSource_ = std::move(timeSource);
+    return {std::move(asset), Failure::none, {}};
 }
 
 std::shared_ptr<VideoAsset> VideoAsset::create(const QUrl& url, const TimeZone& fileTimeZone,

@@ -2,12 +2,14 @@
 
 #include "core/DateFormat.h"
 #include "core/UserDefaults.h"
+#include "document/AssetSync.h"
 #include "document/Document.h"
 #include "document/ShiftAssets.h"
 #include "media/MediaAsset.h"
 #include "media/MediaGroup.h"
 #include "presentation/EditPerformer.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QGridLayout>
@@ -49,7 +51,8 @@ AssetShiftViewController::AssetShiftViewController(QWidget* parent)
     : QFrame(parent, Qt::Popup), positionLabel_(valueLabel("eventPlaybackPosition")),
       offsetLabel_(valueLabel("assetOffset")), groupLabel_(valueLabel("assetMediaGroupName")),
       applyToGroup_(new QCheckBox(tr("Apply to all assets of the media group"))),
-      moveVideo_(new QCheckBox(tr("Move the picture, keep the playback position"))) {
+      moveVideo_(new QCheckBox(tr("Move the picture, keep the playback position"))),
+      syncButton_(new QPushButton(tr("Sync to Data"))), syncLabel_(new QLabel) {
     setObjectName("AssetShift");
     setFrameShape(QFrame::StyledPanel);
     setAttribute(Qt::WA_DeleteOnClose);
@@ -88,9 +91,20 @@ AssetShiftViewController::AssetShiftViewController(QWidget* parent)
     connect(moveVideo_, &QCheckBox::toggled, this,
             [](bool on) { UserDefaults::standard().setValue(ShiftAssets::moveVideoKey, on); });
 
+    syncButton_->setObjectName("syncToData");
+    syncButton_->setAutoDefault(false);
+    syncButton_->setToolTip(tr("Line the camera's own GPS up with the main boat's speed and track"));
+    syncLabel_->setObjectName("syncResult");
+    syncLabel_->setWordWrap(true);
+    connect(syncButton_, &QPushButton::clicked, this, [this] { syncToData(); });
+    auto* syncRow = new QHBoxLayout;
+    syncRow->addWidget(syncButton_);
+    syncRow->addWidget(syncLabel_, 1);
+
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(labels);
     layout->addLayout(row);
+    layout->addLayout(syncRow);
     layout->addWidget(applyToGroup_);
     layout->addWidget(moveVideo_);
     updateLabels();
@@ -169,12 +183,33 @@ void AssetShiftViewController::shift(double seconds) {
     updateLabels();
 }
 
+void AssetShiftViewController::syncToData() {
+    if (!document_ || !asset_)
+        return;
+    // Reading the camera track of a long clip takes a moment; the panel waits for it.
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    const AssetSync::Proposal proposal = AssetSync::propose(*document_, asset_);
+    QApplication::restoreOverrideCursor();
+    if (!proposal.result) {
+        syncLabel_->setText(tr("Cannot sync: %1.").arg(proposal.failure));
+        return;
+    }
+    const QString summary = QString::fromStdString(proposal.result->summary());
+    if (!proposal.result->confident) {
+        syncLabel_->setText(tr("%1 — not applied.").arg(summary));
+        return;
+    }
+    shift(proposal.result->offset);
+    syncLabel_->setText(summary);
+}
+
 void AssetShiftViewController::updateLabels() {
     positionLabel_->setText(eventPlaybackPositionString());
     offsetLabel_->setText(assetOffsetString());
     groupLabel_->setText(assetMediaGroupName());
     for (auto* button : buttons_)
         button->setEnabled(document_ && asset_);
+    syncButton_->setEnabled(document_ && asset_ && !asset_->isPhoto());
 }
 
 void AssetShiftViewController::popUp(QWidget* anchor) {

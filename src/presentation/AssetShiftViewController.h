@@ -38,10 +38,15 @@ public:
     void modifyOffset(QObject* sender);
     // Shifts by `seconds` as a button would.
     void shift(double seconds);
+    // "Sync to Data": lines the video's camera GPS up with the main boat's logs and, when the match
+    // is confident, shifts by it as a button would; the outcome is shown under the buttons.
+    void syncToData();
 
     const std::vector<QPushButton*>& shiftButtons() const { return buttons_; }
     QCheckBox* applyToGroupBox() const { return applyToGroup_; }
     QCheckBox* moveVideoBox() const { return moveVideo_; }
+    QPushButton* syncButton() const { return syncButton_; }
+    QLabel* syncLabel() const { return syncLabel_; }
 
     // Shows the panel as a popover below `anchor`'s top right corner.
     void popUp(QWidget* anchor);
@@ -59,6 +64,8 @@ private:
     QCheckBox* applyToGroup_;
     QCheckBox* moveVideo_;
     std::vector<QPushButton*> buttons_;
+    QPushButton* syncButton_;
+    QLabel* syncLabel_;
     mutable std::unique_ptr<DateFormat> positionFormat_;
     mutable TimeZone positionZone_;
     QMetaObject::Connection positionConnection_;

@@ -50,6 +50,8 @@ TEST(ProbeMediaCommand, ReportsEachFileAndGoesOnPastFailures) {
     EXPECT_EQ(clip["offset"], 0.0);
     EXPECT_EQ(clip["startTime"], 1685629325.0 - 7200);
     EXPECT_EQ(clip["endTime"], clip["startTime"].get<double>() + clip["duration"].get<double>());
+    // No camera GPS: the reading's own source placed it.
+    EXPECT_EQ(clip["timeSource"], "file-name");
     EXPECT_FALSE(clip.contains("error"));
 
     EXPECT_EQ(files[1]["kind"], "PhotoAsset");

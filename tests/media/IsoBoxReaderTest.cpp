@@ -204,3 +204,13 @@ TEST(IsoBoxReader, Iso8601NeedsAZone) {
     EXPECT_FALSE(parseIso8601WithZone("2019-07-24 11:25:40Z"));
     EXPECT_FALSE(parseIso8601WithZone("2019-07-24T11:25:40+03:00x"));
 }
+
+TEST(IsoBoxReader, TellsATimedMetadataTrackFromThePictureAndSound) {
+    // A GoPro-style "meta" track: whether to look for camera GPS in the file at all.
+    auto withTrack = readBytes(gpmdMovie({std::vector<std::uint8_t>(16, 0)}, noonJune1));
+    ASSERT_TRUE(withTrack);
+    EXPECT_TRUE(withTrack->hasTimedMetadataTrack);
+    auto without = readBytes(movie("isom", mvhd(0, 1000, 5000)));
+    ASSERT_TRUE(without);
+    EXPECT_FALSE(without->hasTimedMetadataTrack);
+}

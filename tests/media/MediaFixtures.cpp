@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <cmath>
+#include <ctime>
 #include <gtest/gtest.h>
 
 #pragma GCC diagnostic push
@@ -65,6 +67,62 @@ std::string keyedMeta(const std::vector<std::pair<std::string, std::string>>& it
 std::string movie(const std::string& majorBrand, const std::string& moovChildren) {
     std::string bytes = majorBrand.empty() ? std::string() : ftyp(majorBrand);
     return bytes + box("mdat", std::string(64, '\x55')) + box("moov", moovChildren);
+}
+
+std::string gpmfEntry(const std::string& key, char type, std::uint8_t size, std::uint16_t repeat,
+                      const std::string& data) {
+    std::string padded = data + std::string((4 - data.size() % 4) % 4, '\0');
+    return key + type + static_cast<char>(size) + u16(repeat) + padded;
+}
+
+std::vector<std::uint8_t> gpsPayload(const std::vector<GpsFix>& fixes, double utc, std::uint32_t fix,
+                                     std::uint16_t precision) {
+    char stamp[32];
+    const auto seconds = static_cast<std::time_t>(utc);
+    std::strftime(stamp, sizeof stamp, "%y%m%d%H%M%S.000", std::gmtime(&seconds));
+    std::string points;
+    for (const GpsFix& point : fixes) {
+        points += u32(static_cast<std::uint32_t>(std::lround(point.latitude * 1e7)));
+        points += u32(static_cast<std::uint32_t>(std::lround(point.longitude * 1e7)));
+        points += u32(0) + u32(static_cast<std::uint32_t>(std::lround(point.speed * 1000))) + u32(0);
+    }
+    const std::string stream =
+        gpmfEntry("GPSF", 'L', 4, 1, u32(fix)) + gpmfEntry("GPSU", 'U', 16, 1, stamp) +
+        gpmfEntry("GPSP", 'S', 2, 1, u16(precision)) +
+        gpmfEntry("SCAL", 'l', 4, 5, u32(10000000) + u32(10000000) + u32(1000) + u32(1000) + u32(100)) +
+        gpmfEntry("GPS5", 'l', 20, static_cast<std::uint16_t>(fixes.size()), points);
+    const std::string bytes =
+        gpmfEntry("DEVC", '\0', 4, static_cast<std::uint16_t>((stream.size() + 8) / 4),
+                  gpmfEntry("STRM", '\0', 4, static_cast<std::uint16_t>(stream.size() / 4), stream));
+    return {bytes.begin(), bytes.end()};
+}
+
+std::string gpmdMovie(const std::vector<std::vector<std::uint8_t>>& payloads, double created) {
+    std::string data, sizes;
+    for (const auto& bytes : payloads) {
+        data.append(bytes.begin(), bytes.end());
+        sizes += u32(static_cast<std::uint32_t>(bytes.size()));
+    }
+    const auto count = static_cast<std::uint32_t>(payloads.size());
+    const std::string head = ftyp("mp41");
+    const std::string sampleEntry = box("gpmd", std::string(6, '\0') + u16(1) + u32(0));
+    const std::string stbl =
+        box("stbl", fullBox("stsd", u32(1) + sampleEntry) + fullBox("stts", u32(1) + u32(count) + u32(1000)) +
+                        fullBox("stsc", u32(1) + u32(1) + u32(count) + u32(1)) +
+                        fullBox("stsz", u32(0) + u32(count) + sizes) +
+                        fullBox("stco", u32(1) + u32(static_cast<std::uint32_t>(head.size() + 8))));
+    const std::string minf = box(
+        "minf", fullBox("nmhd", "") + box("dinf", fullBox("dref", u32(1) + fullBox("url ", "", 0))) + stbl);
+    const std::string mdia =
+        box("mdia", fullBox("mdhd", u32(0) + u32(0) + u32(1000) + u32(count * 1000) + u16(0x55C4) + u16(0)) +
+                        fullBox("hdlr", u32(0) + "meta" + std::string(12, '\0') + "GoPro MET" + '\0') + minf);
+    const std::string tkhd =
+        fullBox("tkhd", u32(0) + u32(0) + u32(1) + u32(0) + u32(count * 1000) + std::string(8, '\0') +
+                            std::string(8, '\0') + u32(0x10000) + u32(0) + u32(0) + u32(0) + u32(0x10000) +
+                            u32(0) + u32(0) + u32(0) + u32(0x40000000) + u32(0) + u32(0));
+    const std::string moov =
+        box("moov", mvhd(quickTimeSeconds(created), 1000, count * 1000) + box("trak", tkhd + mdia));
+    return head + box("mdat", data) + moov;
 }
 
 void writeFile(const QString& path, const std::string& bytes) {

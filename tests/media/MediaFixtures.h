@@ -27,6 +27,22 @@ std::string keyedMeta(const std::vector<std::pair<std::string, std::string>>& it
 // ftyp (when a brand is given), a small mdat, then moov holding `moovChildren`.
 std::string movie(const std::string& majorBrand, const std::string& moovChildren);
 
+// An MP4 holding only a metadata track (handler "GoPro MET", sample entry "gpmd") with one sample
+// per payload, one second each, and a movie header dated `created` (Unix seconds: the camera's clock).
+std::string gpmdMovie(const std::vector<std::vector<std::uint8_t>>& payloads, double created);
+// One GPMF entry: key, type, sample size, repeat count (big-endian) and the data padded to 4 bytes.
+std::string gpmfEntry(const std::string& key, char type, std::uint8_t size, std::uint16_t repeat,
+                      const std::string& data);
+struct GpsFix {
+    double latitude;
+    double longitude;
+    double speed; // m/s
+};
+// One sample of a GoPro's GPS as it writes it: DEVC > STRM with GPSF, GPSU (`utc`, to the second),
+// GPSP, SCAL and one GPS5 point per fix.
+std::vector<std::uint8_t> gpsPayload(const std::vector<GpsFix>& fixes, double utc, std::uint32_t fix = 3,
+                                     std::uint16_t precision = 150);
+
 void writeFile(const QString& path, const std::string& bytes);
 
 // Made once per test binary by the ffmpeg program, in a folder that lives until the binary ends.
