@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <memory>
 #include <mutex>
 
@@ -35,6 +36,11 @@ inline void freePacket(AVPacket* packet) {
 inline void unrefBuffer(AVBufferRef* buffer) {
     av_buffer_unref(&buffer);
 }
+// A file being written: its output closed, then the context freed.
+inline void closeOutput(AVFormatContext* context) {
+    avio_closep(&context->pb);
+    avformat_free_context(context);
+}
 } // namespace AvReleaseFunctions
 
 using AvFormatContextHandle = AvHandle<AVFormatContext, AvReleaseFunctions::closeInput>;
@@ -43,6 +49,14 @@ using AvFrameHandle = AvHandle<AVFrame, AvReleaseFunctions::freeFrame>;
 using AvPacketHandle = AvHandle<AVPacket, AvReleaseFunctions::freePacket>;
 using AvBufferHandle = AvHandle<AVBufferRef, AvReleaseFunctions::unrefBuffer>;
 using SwsContextHandle = AvHandle<SwsContext, sws_freeContext>;
+using AvOutputHandle = AvHandle<AVFormatContext, AvReleaseFunctions::closeOutput>;
+
+// FFmpeg's words for an error code, for the reasons given to the user.
+inline QString avErrorText(int error) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(error, text, sizeof text);
+    return QString::fromUtf8(text);
+}
 
 // Damaged files make FFmpeg talk on stderr, where the verbs print their own lines and the reasons
 // Wakeline gives say what the user needs: it is quieted once for the whole process.

@@ -17,18 +17,6 @@ extern "C" {
 
 namespace {
 
-void closeOutput(AVFormatContext* context) {
-    avio_closep(&context->pb);
-    avformat_free_context(context);
-}
-using AvOutputHandle = AvHandle<AVFormatContext, closeOutput>;
-
-QString errorText(int error) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof text);
-    return QString::fromUtf8(text);
-}
-
 const QString outOfMemory = QStringLiteral("there is not enough memory");
 
 } // namespace
@@ -104,7 +92,7 @@ bool VideoEncoder::State::openVideo() {
         return fail(QStringLiteral("the video encoder could not be started at %1×%2 (%3)")
                         .arg(settings.width)
                         .arg(settings.height)
-                        .arg(errorText(opened)));
+                        .arg(avErrorText(opened)));
 
     picture->format = video->pix_fmt;
     picture->width = settings.width;
@@ -142,7 +130,7 @@ bool VideoEncoder::State::openSound() {
     if (output->oformat->flags & AVFMT_GLOBALHEADER)
         sound->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (const int opened = avcodec_open2(sound.get(), codec, nullptr); opened < 0)
-        return fail(QStringLiteral("the AAC encoder could not be started (%1)").arg(errorText(opened)));
+        return fail(QStringLiteral("the AAC encoder could not be started (%1)").arg(avErrorText(opened)));
     soundStream = avformat_new_stream(output.get(), nullptr);
     if (!soundStream || avcodec_parameters_from_context(soundStream->codecpar, sound.get()) < 0)
         return fail(outOfMemory);
@@ -177,31 +165,31 @@ bool VideoEncoder::State::open() {
     if (settings.sound && !proRes && !openSound())
         return false;
     if (const int error = avio_open(&output->pb, name.constData(), AVIO_FLAG_WRITE); error < 0)
-        return fail(QStringLiteral("%1 cannot be written (%2)").arg(path, errorText(error)));
+        return fail(QStringLiteral("%1 cannot be written (%2)").arg(path, avErrorText(error)));
     AVDictionary* options = nullptr;
     if (!proRes)
         av_dict_set(&options, "movflags", "+faststart", 0);
     const int written = avformat_write_header(output.get(), &options);
     av_dict_free(&options);
     if (written < 0)
-        return fail(QStringLiteral("%1 cannot be written (%2)").arg(path, errorText(written)));
+        return fail(QStringLiteral("%1 cannot be written (%2)").arg(path, avErrorText(written)));
     return true;
 }
 
 // Sends a frame (null to drain) and writes the packets that come out.
 bool VideoEncoder::State::write(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame) {
     if (const int sent = avcodec_send_frame(encoder, frame); sent < 0)
-        return fail(QStringLiteral("the encoder refused a frame (%1)").arg(errorText(sent)));
+        return fail(QStringLiteral("the encoder refused a frame (%1)").arg(avErrorText(sent)));
     for (;;) {
         const int received = avcodec_receive_packet(encoder, packet.get());
         if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
             return true;
         if (received < 0)
-            return fail(QStringLiteral("the encoder failed (%1)").arg(errorText(received)));
+            return fail(QStringLiteral("the encoder failed (%1)").arg(avErrorText(received)));
         av_packet_rescale_ts(packet.get(), encoder->time_base, stream->time_base);
         packet->stream_index = stream->index;
         if (const int error = av_interleaved_write_frame(output.get(), packet.get()); error < 0)
-            return fail(QStringLiteral("%1 cannot be written (%2)").arg(path, errorText(error)));
+            return fail(QStringLiteral("%1 cannot be written (%2)").arg(path, avErrorText(error)));
     }
 }
 
@@ -298,9 +286,9 @@ bool VideoEncoder::finish() {
         return false;
     // The index goes to the front here, which reads the whole file once more.
     if (const int error = av_write_trailer(s.output.get()); error < 0)
-        return s.fail(QStringLiteral("%1 cannot be written (%2)").arg(s.path, errorText(error)));
+        return s.fail(QStringLiteral("%1 cannot be written (%2)").arg(s.path, avErrorText(error)));
     if (const int error = avio_closep(&s.output->pb); error < 0)
-        return s.fail(QStringLiteral("%1 cannot be written (%2)").arg(s.path, errorText(error)));
+        return s.fail(QStringLiteral("%1 cannot be written (%2)").arg(s.path, avErrorText(error)));
     s.output.reset();
     std::error_code renamed;
     std::filesystem::rename(QFile::encodeName(s.partial).toStdString(),

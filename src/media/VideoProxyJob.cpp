@@ -29,22 +29,10 @@ constexpr int errorsInARow = 64;
 // Packets read between two looks at whether the original changed.
 constexpr int packetsBetweenChecks = 64;
 
-void closeOutput(AVFormatContext* context) {
-    avio_closep(&context->pb);
-    avformat_free_context(context);
-}
-using AvOutputHandle = AvHandle<AVFormatContext, closeOutput>;
-
-QString errorText(int error) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof text);
-    return QString::fromUtf8(text);
-}
-
 const QString originalChangedFailure = QStringLiteral("the file changed while its proxy was being made");
 
 QString writeFailure(int error) {
-    return QStringLiteral("the proxy cannot be written (%1)").arg(errorText(error));
+    return QStringLiteral("the proxy cannot be written (%1)").arg(avErrorText(error));
 }
 
 // The nearest even number, at least 2: H.264 in 4:2:0 wants even sizes.
@@ -241,7 +229,7 @@ bool VideoProxyJob::Transcode::openOutput(const QString& path) {
     const int opened = avcodec_open2(encoder.get(), x264, &options);
     av_dict_free(&options);
     if (opened < 0)
-        return fail(QStringLiteral("the H.264 encoder could not be started (%1)").arg(errorText(opened)));
+        return fail(QStringLiteral("the H.264 encoder could not be started (%1)").arg(avErrorText(opened)));
 
     scaled->format = AV_PIX_FMT_YUV420P;
     scaled->width = width;
@@ -346,13 +334,13 @@ bool VideoProxyJob::Transcode::scaleAndEncode(const AVFrame& frame) {
 // Sends one picture to the encoder (null to drain it) and writes the packets that come out.
 bool VideoProxyJob::Transcode::encode(const AVFrame* frame) {
     if (const int sent = avcodec_send_frame(encoder.get(), frame); sent < 0 && sent != AVERROR_EOF)
-        return fail(QStringLiteral("the proxy could not be encoded (%1)").arg(errorText(sent)));
+        return fail(QStringLiteral("the proxy could not be encoded (%1)").arg(avErrorText(sent)));
     for (;;) {
         const int received = avcodec_receive_packet(encoder.get(), encoded.get());
         if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
             return true;
         if (received < 0)
-            return fail(QStringLiteral("the proxy could not be encoded (%1)").arg(errorText(received)));
+            return fail(QStringLiteral("the proxy could not be encoded (%1)").arg(avErrorText(received)));
         if (const auto duration = durations.find(encoded->pts); duration != durations.end()) {
             encoded->duration = duration->second;
             durations.erase(durations.begin(), std::next(duration));

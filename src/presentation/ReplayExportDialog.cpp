@@ -23,7 +23,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStandardPaths>
 #include <QVBoxLayout>
+#include <cmath>
 
 namespace {
 
@@ -88,7 +90,10 @@ ReplayExportDialog::ReplayExportDialog(PresentationWindowController& window, QWi
     summary_ = new QLabel(this);
     summary_->setWordWrap(true);
     buttons_ = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
-    buttons_->addButton(tr("Export"), QDialogButtonBox::AcceptRole);
+    exportButton_ = buttons_->addButton(tr("Export"), QDialogButtonBox::AcceptRole);
+    // Enter commits a time being typed; an export of an hour should not start by it.
+    exportButton_->setAutoDefault(false);
+    exportButton_->setDefault(false);
 
     for (auto layout :
          {PresentationLayout::videoMapTimeline, PresentationLayout::videoTimeline, PresentationLayout::video,
@@ -123,11 +128,16 @@ ReplayExportDialog::ReplayExportDialog(PresentationWindowController& window, QWi
     fillRanges();
     recall();
     fillSizes();
+    suggestOutput();
     connect(range_, &QComboBox::currentIndexChanged, this, [this] {
         fillRanges();
+        suggestOutput();
         update();
     });
-    connect(from_, &ZonedDateTimeEdit::instantEdited, this, [this] { update(); });
+    connect(from_, &ZonedDateTimeEdit::instantEdited, this, [this] {
+        suggestOutput();
+        update();
+    });
     connect(to_, &ZonedDateTimeEdit::instantEdited, this, [this] { update(); });
     for (QComboBox* box : {layout_, size_, rate_, speed_})
         connect(box, &QComboBox::currentIndexChanged, this, [this] { update(); });
@@ -248,15 +258,16 @@ void ReplayExportDialog::update() {
         const QFileInfo info(path);
         if (info.suffix().toLower() != suffix && (info.suffix().toLower() == QLatin1String("mp4") ||
                                                   info.suffix().toLower() == QLatin1String("mov"))) {
+            const QString renamed =
+                info.path() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') + suffix;
+            if (path == suggestedOutput_)
+                suggestedOutput_ = renamed;
             QSignalBlocker quiet(output_);
-            output_->setText(info.path() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') +
-                             suffix);
+            output_->setText(renamed);
         }
     }
     const QString reason = problem();
-    for (QAbstractButton* button : buttons_->buttons())
-        if (buttons_->buttonRole(button) == QDialogButtonBox::AcceptRole)
-            button->setEnabled(reason.isEmpty());
+    exportButton_->setEnabled(reason.isEmpty());
     if (!reason.isEmpty()) {
         summary_->setText(reason);
         return;
@@ -264,26 +275,48 @@ void ReplayExportDialog::update() {
     const ReplayExportJob::Settings chosen = settings();
     const int frames =
         ReplayExportJob::frameCount(chosen.to - chosen.from, chosen.framesPerSecond, chosen.speed);
-    const int seconds = int(frames / chosen.framesPerSecond);
-    summary_->setText(tr("%1 frames, a film of %2:%3.")
-                          .arg(frames)
-                          .arg(seconds / 60)
-                          .arg(seconds % 60, 2, 10, QLatin1Char('0')));
+    const int seconds = int(std::lround(double(frames) / chosen.framesPerSecond));
+    const QString length =
+        seconds >= 3600
+            ? QStringLiteral("%1:%2:%3")
+                  .arg(seconds / 3600)
+                  .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+                  .arg(seconds % 60, 2, 10, QLatin1Char('0'))
+            : QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    summary_->setText(tr("%1 frames, a film of %2.").arg(frames).arg(length));
+}
+
+QString ReplayExportDialog::outputFolder() const {
+    const QString remembered = UserDefaults::standard().value(folderKey).toString();
+    if (!remembered.isEmpty() && QDir(remembered).exists())
+        return remembered;
+    QString videos = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+    if (videos.isEmpty())
+        videos = QDir::homePath();
+    return QDir(videos).filePath(QStringLiteral("Wakeline"));
+}
+
+void ReplayExportDialog::suggestOutput() {
+    // A name the user typed or chose stays.
+    if (output_->text() != suggestedOutput_)
+        return;
+    Document* document = window_.currentDocument();
+    if (!document || !from_->instant())
+        return;
+    const bool overlays = layout_->currentData().toString() == overlaysOnly;
+    suggestedOutput_ = ExportFolder::unusedPath(
+        outputFolder(), ExportFolder::timeName(*from_->instant(), document->eventTimezone()),
+        overlays ? QStringLiteral("mov") : QStringLiteral("mp4"));
+    QSignalBlocker quiet(output_);
+    output_->setText(suggestedOutput_);
 }
 
 void ReplayExportDialog::chooseOutput() {
     const bool overlays = layout_->currentData().toString() == overlaysOnly;
-    QString folder = UserDefaults::standard().value(folderKey).toString();
-    if (folder.isEmpty() || !QDir(folder).exists())
-        folder = ExportFolder::standardSuggestion();
     QString name = output_->text();
-    if (name.isEmpty()) {
-        Document* document = window_.currentDocument();
-        const QString stem = document && from_->instant()
-                                 ? ExportFolder::timeName(*from_->instant(), document->eventTimezone())
-                                 : QStringLiteral("Replay");
-        name = QDir(folder).filePath(stem + (overlays ? QStringLiteral(".mov") : QStringLiteral(".mp4")));
-    }
+    if (name.isEmpty())
+        name = QDir(outputFolder())
+                   .filePath(overlays ? QStringLiteral("Replay.mov") : QStringLiteral("Replay.mp4"));
     const QString chosen =
         QFileDialog::getSaveFileName(this, tr("Export Replay Video"), name,
                                      overlays ? tr("QuickTime movie (*.mov)") : tr("MP4 video (*.mp4)"));
@@ -294,6 +327,9 @@ void ReplayExportDialog::chooseOutput() {
 void ReplayExportDialog::accept() {
     if (!problem().isEmpty())
         return;
+    // The suggested folder is made on first use; a folder the user typed must exist.
+    if (output_->text() == suggestedOutput_)
+        QDir().mkpath(QFileInfo(suggestedOutput_).absolutePath());
     remember();
     QDialog::accept();
 }

@@ -10,6 +10,7 @@ class QComboBox;
 class QDialogButtonBox;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 class ZonedDateTimeEdit;
 
 // File ▸ Export Replay Video…: what to export (the selected race, the range the timeline shows, or
@@ -42,6 +43,10 @@ private:
     void fillSizes();
     void update();
     void chooseOutput();
+    // The folder films go to: the last one used, else Videos/Wakeline.
+    QString outputFolder() const;
+    // A name after the range's start, while the user has not named the film.
+    void suggestOutput();
     void remember() const;
     void recall();
 
@@ -57,4 +62,6 @@ private:
     QLineEdit* output_;
     QLabel* summary_;
     QDialogButtonBox* buttons_;
+    QPushButton* exportButton_;
+    QString suggestedOutput_;
 };

@@ -119,22 +119,6 @@ double meanDifference(const VideoFrame& frame, const QImage& picture) {
     return sum / count;
 }
 
-// The index a numbered frame shows when it fills `frame` (bits in blocks 0 to 11, block 14 black,
-// block 15 white); -1 otherwise.
-int shownIndex(const VideoFrame& frame) {
-    auto white = [&](int block) {
-        return qGreen(frame.pixel((block % 4 * 2 + 1) * frame.width() / 8,
-                                  (block / 4 * 2 + 1) * frame.height() / 8)) > 128;
-    };
-    if (!white(15) || white(14))
-        return -1;
-    int index = 0;
-    for (int bit = 0; bit < 12; ++bit)
-        if (white(bit))
-            index |= 1 << bit;
-    return index;
-}
-
 QString unix(double secondsAfterStart) {
     return QString::number(ShellFixture::t0 + secondsAfterStart, 'f', 3);
 }
@@ -178,7 +162,7 @@ TEST(ExportVideo, WritesEveryFrameOfTheRangeAsTheScreenDrawsItWithTheVideosSound
     for (int i = 0; i < 25; ++i) {
         VideoFrame frame = decoder->frameAt(i / 25.0 + 0.001);
         ASSERT_FALSE(frame.isNull()) << i;
-        EXPECT_EQ(shownIndex(frame), 25 + i) << i;
+        EXPECT_EQ(VideoFixtures::shownIndex(frame), 25 + i) << i;
     }
 
     // The first and the last picture are what `render` draws at those instants.
@@ -317,7 +301,10 @@ TEST(ExportVideo, DialogOffersTheRaceTheTimelineOrTwoTimesAndSaysWhatIsMissing) 
     EXPECT_EQ(dialog.layoutChooser()->currentData().toString(), "videoMapTimeline");
     EXPECT_GE(dialog.sizeChooser()->findText("320×240", Qt::MatchContains), 0);
 
-    // No file yet: Export waits for one.
+    // A film is named after the range's start until the user names it; without a name Export waits.
+    EXPECT_TRUE(dialog.outputField()->text().endsWith("Wakeline/2023-06-06_11-57-00-0.mp4"))
+        << qPrintable(dialog.outputField()->text());
+    dialog.outputField()->clear();
     EXPECT_FALSE(dialog.problem().isEmpty());
     dialog.outputField()->setText(fixture.dir.filePath("race.mp4"));
     EXPECT_TRUE(dialog.problem().isEmpty()) << qPrintable(dialog.problem());
