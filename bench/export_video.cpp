@@ -85,6 +85,12 @@ int main(int argc, char** argv) {
     settings.framesPerSecond = framesPerSecond;
     settings.output = film;
     const VideoEncoder::Settings encoder;
+    // What the export's encoder does, for both peers.
+    const QStringList sameEncoder{"-c:v",      "libx264",
+                                  "-preset",   QString::fromStdString(encoder.preset),
+                                  "-crf",      QString::number(encoder.crf),
+                                  "-g",        QString::number(2 * framesPerSecond),
+                                  "-movflags", "+faststart"};
 
     std::vector<double> ours, peer, transcode;
     int frames = 0;
@@ -112,59 +118,19 @@ int main(int argc, char** argv) {
             !runFfmpeg({"-v", "error", "-y", "-i", film, "-f", "rawvideo", "-pix_fmt", "yuv420p", raw}))
             return 1;
         clock.restart();
-        if (!runFfmpeg({"-v",
-                        "error",
-                        "-y",
-                        "-f",
-                        "rawvideo",
-                        "-pix_fmt",
-                        "yuv420p",
-                        "-s",
-                        QString("%1x%2").arg(width).arg(height),
-                        "-r",
-                        QString::number(framesPerSecond),
-                        "-i",
-                        raw,
-                        "-c:v",
-                        "libx264",
-                        "-preset",
-                        QString::fromStdString(encoder.preset),
-                        "-crf",
-                        QString::number(encoder.crf),
-                        "-g",
-                        QString::number(2 * framesPerSecond),
-                        "-movflags",
-                        "+faststart",
-                        peerFilm}))
+        if (!runFfmpeg(QStringList{"-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", "yuv420p", "-s",
+                                   QString("%1x%2").arg(width).arg(height), "-r",
+                                   QString::number(framesPerSecond), "-i", raw}
+                       << sameEncoder << peerFilm))
             return 1;
         peer.push_back(double(clock.nsecsElapsed()) / 1e9);
 
         clock.restart();
-        if (!runFfmpeg({"-v",
-                        "error",
-                        "-y",
-                        "-stream_loop",
-                        "1",
-                        "-i",
-                        clip,
-                        "-t",
-                        QString::number(exportSeconds),
-                        "-vf",
-                        QString("scale=%1:%2").arg(width).arg(height),
-                        "-r",
-                        QString::number(framesPerSecond),
-                        "-c:v",
-                        "libx264",
-                        "-preset",
-                        QString::fromStdString(encoder.preset),
-                        "-crf",
-                        QString::number(encoder.crf),
-                        "-g",
-                        QString::number(2 * framesPerSecond),
-                        "-an",
-                        "-movflags",
-                        "+faststart",
-                        transcodeFilm}))
+        if (!runFfmpeg(QStringList{"-v", "error", "-y", "-stream_loop", "1", "-i", clip, "-t",
+                                   QString::number(exportSeconds), "-vf",
+                                   QString("scale=%1:%2").arg(width).arg(height), "-r",
+                                   QString::number(framesPerSecond), "-an"}
+                       << sameEncoder << transcodeFilm))
             return 1;
         transcode.push_back(double(clock.nsecsElapsed()) / 1e9);
     }

@@ -42,10 +42,7 @@ struct Fleet {
     }
 
     void addLog(const std::shared_ptr<Boat>& boat, const LogFixture& log, const QString& name) {
-        ASSERT_TRUE(log.write(dir.filePath(name)));
-        auto asset = LogFileAsset::open(dir.filePath(name), boat, QUuid::createUuid(), 0.0, TimeZone::utc());
-        ASSERT_TRUE(asset && asset->boatLog());
-        document.addLogAsset(boat, asset);
+        ASSERT_TRUE(log.addTo(document, boat, dir.filePath(name)));
     }
 };
 

@@ -1,11 +1,14 @@
 #include "support/LogFixture.h"
 
+#include "boatlog/LogFileAsset.h"
 #include "boatlog/hdf5/Hdf5File.h"
 #include "core/Diagnostics.h"
 #include "core/SerialQueue.h"
+#include "document/Document.h"
 
 #include <QProcess>
 #include <QStringList>
+#include <QUuid>
 #include <algorithm>
 #include <cstdio>
 
@@ -98,4 +101,14 @@ int runSystemPython(const std::string& script, const QStringList& arguments, QSt
     if (output)
         *output = QString::fromUtf8(process.readAll());
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+bool LogFixture::addTo(Document& document, const std::shared_ptr<Boat>& boat, const QString& path) const {
+    if (!write(path))
+        return false;
+    auto asset = LogFileAsset::open(path, boat, QUuid::createUuid(), 0.0, TimeZone::utc());
+    if (!asset || !asset->boatLog())
+        return false;
+    document.addLogAsset(boat, asset);
+    return true;
 }

@@ -4,12 +4,16 @@
 #include <QStringList>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 // Writes boat-log files through the HDF5 layer, with knobs for every way a real file can differ
 // or be broken.
+class Boat;
+class Document;
+
 struct LogFixture {
     std::vector<std::string> columns;
     std::vector<double> times;  // axis1, seconds since 1970 as wall-clock time
@@ -37,6 +41,9 @@ struct LogFixture {
 
     // True when the file was written.
     bool write(const QString& path) const;
+    // Writes the file at `path` and adds it to `document` as a log of `boat` (UTC, no offset), as an
+    // import would; false when the file could not be written or read back.
+    bool addTo(Document& document, const std::shared_ptr<Boat>& boat, const QString& path) const;
 };
 
 // Captures the program's diagnostic lines for the duration of a scope.
